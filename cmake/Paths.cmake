@@ -1,0 +1,14 @@
+# Every fixed path of the system is set here and nowhere else. The defaults
+# are the production paths; the test and demo builds point them at a scratch
+# home under the build tree so that nothing is ever written under /opt.
+set(ZRUPDATE_HOME "/opt/Orvanta/ZRUpdate" CACHE PATH "Home directory of the updater")
+set(ZRUPDATE_WORK_DIR "/tmp/zrupdate" CACHE PATH "Work directory for downloads and unpacking")
+set(ZRUPDATE_TMP_DIR "/tmp" CACHE PATH "Temporary directory (log lock files, temporary files)")
+set(ZRUPDATE_DELAY_STATUS_FILE "/tmp/delay-packages" CACHE FILEPATH "Scratch file of the delay-package status")
+set(ZRUPDATE_UNZIP "/usr/bin/unzip" CACHE FILEPATH "unzip program")
+set(ZRUPDATE_PERL "/usr/bin/perl" CACHE FILEPATH "perl interpreter")
+set(ZRUPDATE_MV "/bin/mv" CACHE FILEPATH "mv program")
+set(ZRUPDATE_MKDIR "/bin/mkdir" CACHE FILEPATH "mkdir program")
+
+set(ZRUPDATE_GENERATED_DIR "${CMAKE_BINARY_DIR}/generated")
+configure_file("${CMAKE_SOURCE_DIR}/cmake/ZRPaths.h.in" "${ZRUPDATE_GENERATED_DIR}/ZRPaths.h" @ONLY)

@@ -1,0 +1,29 @@
+#!/usr/bin/env bash
+# The project's one test command: installs what is missing, then configures,
+# builds and runs every test twice, once plainly and once under
+# AddressSanitizer and UndefinedBehaviorSanitizer. Both builds use a scratch
+# home under the build tree, so nothing is written under /opt.
+set -euo pipefail
+root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
+jobs="$(nproc)"
+
+bash "$root/scripts/deps.sh"
+
+run_build() {
+  local name="$1"; shift
+  local dir="$root/build/$name"
+  local scratch="$dir/scratch"
+  echo "=== $name build ==="
+  cmake -S "$root" -B "$dir" \
+    -DZRUPDATE_WERROR=ON \
+    -DZRUPDATE_HOME="$scratch/home" \
+    -DZRUPDATE_WORK_DIR="$scratch/work" \
+    -DZRUPDATE_DELAY_STATUS_FILE="$scratch/delay-packages" \
+    "$@"
+  cmake --build "$dir" -j "$jobs"
+  ctest --test-dir "$dir" --output-on-failure -j "$jobs" --timeout 600
+}
+
+run_build test -DCMAKE_BUILD_TYPE=RelWithDebInfo
+ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
+  run_build sanitize -DCMAKE_BUILD_TYPE=RelWithDebInfo -DZRUPDATE_SANITIZE=ON
