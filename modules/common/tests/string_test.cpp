@@ -1,9 +1,10 @@
+#include "String.h"
+
 #include <gtest/gtest.h>
 
 #include <cstring>
 
 #include "Exception.h"
-#include "String.h"
 #include "TypedValue.h"
 #include "Vector.h"
 #include "test_printers.h"
