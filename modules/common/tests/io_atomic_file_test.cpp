@@ -17,7 +17,9 @@
 
 namespace {
 
-std::string str(const String& s) { return std::string(s.c_str(), s.length()); }
+std::string str(const String& s) {
+    return std::string(s.c_str(), s.length());
+}
 
 void replaceText(const std::string& path, const std::string& text) {
     AtomicFile::replace(String(path.c_str()), text.data(), static_cast<int>(text.size()));
@@ -74,7 +76,9 @@ bool failsAt(Step step) {
     return true;
 }
 
-const AtomicFile::SystemCalls& real() { return AtomicFile::systemCalls(); }
+const AtomicFile::SystemCalls& real() {
+    return AtomicFile::systemCalls();
+}
 
 int fakeOpenFolder(const char* path) {
     fault.trace.push_back("openFolder");
@@ -202,9 +206,9 @@ TEST(AtomicFileReplace, DoesSyncsAndRenameInSafeOrder) {
     writeText(doc, kOld);
     injectFault(NONE, 0);
     EXPECT_EQ(replaceError(doc, kNew, kFaulty), "<no exception>");
-    std::vector<std::string> expected = {
-        "openFolder", "createNew", "fchown", "fchmod", "write",       "fsyncFile",
-        "closeFile",  "link",      "rename", "fsyncFolder", "unlink", "closeFolder"};
+    std::vector<std::string> expected = {"openFolder", "createNew",   "fchown",    "fchmod",
+                                         "write",      "fsyncFile",   "closeFile", "link",
+                                         "rename",     "fsyncFolder", "unlink",    "closeFolder"};
     EXPECT_EQ(fault.trace, expected);
     EXPECT_EQ(readText(doc), kNew);
     EXPECT_EQ(folderNames(scratch.path()), std::vector<std::string>{"doc"});
@@ -217,11 +221,16 @@ struct FailingStep {
 };
 
 const FailingStep kFailingSteps[] = {
-    {OPEN_FOLDER, EACCES, "open folder"}, {CREATE_NEW, ENOSPC, "create"},
-    {FCHOWN, EPERM, "fchown"},            {FCHMOD, EPERM, "fchmod"},
-    {WRITE, ENOSPC, "write"},             {WRITE_NOTHING, ENOSPC, "write of nothing"},
-    {FILE_FSYNC, EIO, "fsync file"},      {FILE_CLOSE, EIO, "close file"},
-    {RENAME, EROFS, "rename"},            {FOLDER_FSYNC, EIO, "fsync folder"},
+    {OPEN_FOLDER, EACCES, "open folder"},
+    {CREATE_NEW, ENOSPC, "create"},
+    {FCHOWN, EPERM, "fchown"},
+    {FCHMOD, EPERM, "fchmod"},
+    {WRITE, ENOSPC, "write"},
+    {WRITE_NOTHING, ENOSPC, "write of nothing"},
+    {FILE_FSYNC, EIO, "fsync file"},
+    {FILE_CLOSE, EIO, "close file"},
+    {RENAME, EROFS, "rename"},
+    {FOLDER_FSYNC, EIO, "fsync folder"},
 };
 
 TEST(AtomicFileFailure, EveryFailedStepLeavesOldDocumentAlone) {
@@ -287,8 +296,8 @@ TEST(AtomicFileFailure, KilledRunLeavesOldDocumentAndNamedLeftover) {
         if (child == 0) {
             injectFault(kill, 0);
             try {
-                AtomicFile::replace(String(doc.c_str()), kNew.data(),
-                                    static_cast<int>(kNew.size()), kFaulty);
+                AtomicFile::replace(String(doc.c_str()), kNew.data(), static_cast<int>(kNew.size()),
+                                    kFaulty);
             } catch (...) {
             }
             _exit(0);
@@ -379,7 +388,7 @@ TEST(AtomicFileLinks, LinkIntoMissingFolderFailsLikeOpening) {
 // ---- Real file systems that refuse the write ----
 
 class TmpfsMount {
-public:
+  public:
     TmpfsMount(const std::string& path, const char* options) : path_(path) {
         mkdir(path.c_str(), 0755);
         mounted_ = mount("tmpfs", path.c_str(), "tmpfs", 0, options) == 0;
@@ -394,7 +403,7 @@ public:
         return mount(nullptr, path_.c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr) == 0;
     }
 
-private:
+  private:
     std::string path_;
     bool mounted_;
     int error_;

@@ -22,7 +22,9 @@ namespace {
 
 const char* const kHeaderUnit = "../../../modules/common/include/io/OutputStream";
 
-std::string str(const String& s) { return std::string(s.c_str(), s.length()); }
+std::string str(const String& s) {
+    return std::string(s.c_str(), s.length());
+}
 
 template <class Call>
 std::string ioMessage(Call call) {
@@ -47,7 +49,7 @@ std::string ioLocationFile(Call call) {
 
 // Records every call that reaches it, one entry per write.
 class RecordingStream : public OutputStream {
-public:
+  public:
     void write(char c) override { writes.push_back(std::string(1, c)); }
     using OutputStream::write;
     void write(const char* buf, int n) override { writes.push_back(std::string(buf, n)); }
