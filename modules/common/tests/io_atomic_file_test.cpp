@@ -381,6 +381,8 @@ TEST(AtomicFileLinks, LinkIntoMissingFolderFailsLikeOpening) {
     ASSERT_EQ(symlink("loop", loop.c_str()), 0);
     EXPECT_EQ(replaceError(loop, kNew), loop + ": " + strerror(ELOOP));
 
+    EXPECT_EQ(replaceError("", kNew), std::string(": ") + strerror(ENOENT));
+    EXPECT_EQ(replaceError(scratch.path() + "/", kNew), scratch.path() + "/: " + strerror(EISDIR));
     EXPECT_EQ(replaceError(scratch / "missing/doc", kNew),
               scratch / "missing/doc" + ": " + strerror(ENOENT));
 }

@@ -157,6 +157,7 @@ void AtomicFile::replace(const String& path, const char* data, int length) {
 void AtomicFile::replace(const String& path, const char* data, int length,
                          const SystemCalls& calls) {
     if (length < 0 || (data == nullptr && length > 0)) fail(path, EINVAL);
+    if (path.isEmpty()) fail(path, ENOENT);  // as opening "" would
     String target = resolveLinks(path);
     if (target.endsWith("/")) fail(path, EISDIR);
     String name = target.substring(target.lastIndexOf('/') + 1);
