@@ -1,8 +1,10 @@
 // MD5: the test suite of RFC 1321, input split at every position, reuse after
 // a digest, and md5File against the system's md5sum on files around the
 // 1024-byte read block.
-#include <gtest/gtest.h>
+#include "MD5.h"
 
+#include <gtest/gtest.h>
+#include <openssl/evp.h>
 #include <stdlib.h>
 #include <unistd.h>
 
@@ -12,9 +14,6 @@
 #include <fstream>
 #include <string>
 
-#include <openssl/evp.h>
-
-#include "MD5.h"
 #include "String.h"
 
 namespace {
@@ -93,8 +92,8 @@ TEST(MD5Test, EveryMessageLengthAroundThePaddingBoundariesMatchesOpenSSL) {
     for (size_t length = 0; length <= data.size(); ++length) {
         unsigned char expected[EVP_MAX_MD_SIZE];
         unsigned int expectedLength = 0;
-        ASSERT_EQ(1, EVP_Digest(data.data(), length, expected, &expectedLength, EVP_md5(),
-                                nullptr));
+        ASSERT_EQ(1,
+                  EVP_Digest(data.data(), length, expected, &expectedLength, EVP_md5(), nullptr));
         ASSERT_EQ(16u, expectedLength);
         MD5 md5;
         md5.update(data.data(), static_cast<unsigned>(length));
