@@ -330,7 +330,9 @@ TEST_F(LogTest, OpenKeepsTheSameFileAndReportsFailures) {
     EXPECT_EQ(readLines(scratch.log).size(), 2u);
     struct stat info;
     ASSERT_EQ(stat(scratch.log.c_str(), &info), 0);
-    EXPECT_EQ(info.st_mode & 0777, 0666u & ~static_cast<unsigned>(umask(umask(0))));
+    mode_t mask = umask(0);
+    umask(mask);
+    EXPECT_EQ(info.st_mode & 0777, 0666u & ~mask);
 
     // Lock files in the temporary directory, open to every user.
     ASSERT_EQ(stat(scratch.lockPath(".lock").c_str(), &info), 0);
@@ -457,7 +459,8 @@ int tagOf(const std::string& path) {
     std::vector<std::string> lines = readLines(path);
     if (lines.size() != 1) return -1;
     std::string rest = afterStamp(lines[0]);
-    return std::atoi(rest.c_str() + 5);
+    size_t at = rest.find("line ");
+    return at == std::string::npos ? -1 : std::atoi(rest.c_str() + at + 5);
 }
 
 TEST_F(LogTest, RotationKeepsTheNewestCopies) {
