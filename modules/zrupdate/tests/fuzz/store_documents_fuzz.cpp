@@ -15,19 +15,23 @@
 
 namespace {
 
-const std::string& scratchFile() {
-    static std::string path = [] {
-        char dir[] = "/tmp/zr-store-fuzz.XXXXXX";
-        if (mkdtemp(dir) == nullptr) abort();
-        std::string folder = dir;
-        atexit([] {
-            std::remove(scratchFile().c_str());
-            std::string folder = scratchFile().substr(0, scratchFile().rfind('/'));
-            rmdir(folder.c_str());
-        });
-        return folder + "/document";
-    }();
-    return path;
+// One scratch folder per process, removed at exit. Kept in plain arrays so
+// that the exit handler does not depend on the order of static destruction.
+char scratchFolder[] = "/tmp/zr-store-fuzz.XXXXXX";
+char scratchDocument[sizeof scratchFolder + 16];
+
+void removeScratch() {
+    std::remove(scratchDocument);
+    rmdir(scratchFolder);
+}
+
+const char* scratchFile() {
+    if (scratchDocument[0] == '\0') {
+        if (mkdtemp(scratchFolder) == nullptr) abort();
+        std::snprintf(scratchDocument, sizeof scratchDocument, "%s/document", scratchFolder);
+        atexit(removeScratch);
+    }
+    return scratchDocument;
 }
 
 void writeBytes(const std::string& path, const uint8_t* data, size_t size) {
@@ -51,7 +55,7 @@ std::string readBytes(const std::string& path) {
 // After a change: a success leaves a document that loads again, a refusal
 // leaves the file untouched.
 void checkOutcome(bool changed, const std::string& before) {
-    const std::string& file = scratchFile();
+    const std::string file = scratchFile();
     if (changed) {
         ZRUpdateStore again;
         if (!again.load(file.c_str())) abort();
@@ -61,7 +65,7 @@ void checkOutcome(bool changed, const std::string& before) {
 }
 
 void exerciseInventory(const uint8_t* data, size_t size) {
-    const std::string& file = scratchFile();
+    const std::string file = scratchFile();
     writeBytes(file, data, size);
     ZRUpdateStore store{String(file.c_str())};
     if (!store.load(file.c_str())) return;
@@ -86,7 +90,7 @@ void exerciseInventory(const uint8_t* data, size_t size) {
 }
 
 void exercisePartialFiles(const uint8_t* data, size_t size) {
-    const std::string& file = scratchFile();
+    const std::string file = scratchFile();
     writeBytes(file, data, size);
     ZRUpdateStore store;
     if (!store.load(file.c_str())) return;
@@ -105,7 +109,7 @@ void exercisePartialFiles(const uint8_t* data, size_t size) {
 }
 
 void exerciseNetwork(const uint8_t* data, size_t size) {
-    const std::string& file = scratchFile();
+    const std::string file = scratchFile();
     writeBytes(file, data, size);
     ZRNetConfig config;
     if (!config.load(file.c_str())) return;
