@@ -14,7 +14,7 @@
 
 // A fresh folder under /tmp, removed with its contents at the end.
 class ScratchDir {
-public:
+  public:
     ScratchDir() {
         char pattern[] = "/tmp/zr-xml-test-XXXXXX";
         const char* made = mkdtemp(pattern);
@@ -34,7 +34,7 @@ public:
     bool ok() const { return !dir.empty(); }
     std::string path(const std::string& name) const { return dir + "/" + name; }
 
-private:
+  private:
     std::string dir;
 };
 
@@ -53,7 +53,7 @@ inline void writeWholeFile(const std::string& path, const std::string& text) {
 // Sends the debug log (and, when asked, the main log) to files in a scratch
 // folder while it lives; both go back to standard error afterwards.
 class LogCapture {
-public:
+  public:
     explicit LogCapture(const ScratchDir& scratch)
         : debugPath(scratch.path("debug.log")), mainPath(scratch.path("main.log")) {
         Log::setDebug(true);
@@ -68,7 +68,7 @@ public:
     std::string debugText() const { return readWholeFile(debugPath); }
     std::string mainText() const { return readWholeFile(mainPath); }
 
-private:
+  private:
     std::string debugPath;
     std::string mainPath;
 };
