@@ -49,8 +49,7 @@ TEST(XMLTreePaths, RootAndRelativePathsResolveAsDocumented) {
     EXPECT_EQ(attr(*tree, "/Root/Alpha", "x"), String("<missing>"));
     // The last component compares ignoring case, the ones above it exactly.
     EXPECT_EQ(attr(*tree, "/ALPHA", "X"), String("1"));
-    EXPECT_NE(tree->getNode("/Alpha/BETA", -1), nullptr);
-    delete tree->getNode("/Alpha/BETA", -1);
+    EXPECT_NE(std::unique_ptr<XMLNode>(tree->getNode("/Alpha/BETA", -1)), nullptr);
     EXPECT_EQ(tree->getNode("/ALPHA/Beta", -1), nullptr);
     // Missing elements and empty components find nothing.
     EXPECT_EQ(tree->getNode("/Gamma", -1), nullptr);
@@ -194,7 +193,8 @@ TEST(XMLTreeAttributes, RelativeAndCombinedAttributePaths) {
     for (int i = 0; i < 3; ++i) {
         ASSERT_TRUE(tree->addNode("Products", "Installed", -1));
         ASSERT_TRUE(tree->addNode("Products/Installed", "Info", i));
-        ASSERT_TRUE(tree->setAttribute("Products/Installed", "Info/id", String().append(100 + i), i));
+        ASSERT_TRUE(
+            tree->setAttribute("Products/Installed", "Info/id", String().append(100 + i), i));
     }
     // "Info/id" is looked up beneath the element at (path, index).
     EXPECT_EQ(attr(*tree, "Products/Installed", "Info/id", 2), String("102"));
