@@ -7,7 +7,7 @@
 // word ("beta", ...) and free text. `numeric` tells whether the record also
 // carries the four numbers of ZRVersionInfo.
 class VersionInfo {
-public:
+  public:
     String version;
     String status;
     String desc;
@@ -30,7 +30,7 @@ public:
 
 // A version with the four numbers major.minor.patchLevel.buildNum.
 class ZRVersionInfo : public VersionInfo {
-public:
+  public:
     long major;
     long minor;
     long patchLevel;

@@ -1,5 +1,3 @@
-#include "ZRVersionInfo.h"
-
 #include <gtest/gtest.h>
 
 #include <climits>
@@ -10,6 +8,7 @@
 #include "ZRPartialFileInfo.h"
 #include "ZRProduct.h"
 #include "ZRServer.h"
+#include "ZRVersionInfo.h"
 
 namespace {
 
@@ -129,8 +128,14 @@ TEST(ParseDecimal, AcceptsSignsAndBlanksAndRefusesTheRest) {
     EXPECT_EQ(parseDecimal("   "), 0);
     EXPECT_EQ(parseDecimal("9223372036854775807"), LONG_MAX);
     EXPECT_EQ(parseDecimal("-9223372036854775808"), LONG_MIN);
-    const char* bad[] = {"-", "4x", "x4", "1 2", "0x10", "9223372036854775808",
-                         "-9223372036854775809", "99999999999999999999999"};
+    const char* bad[] = {"-",
+                         "4x",
+                         "x4",
+                         "1 2",
+                         "0x10",
+                         "9223372036854775808",
+                         "-9223372036854775809",
+                         "99999999999999999999999"};
     for (const char* text : bad) {
         EXPECT_THROW(parseDecimal(text), Exception) << text;
     }
