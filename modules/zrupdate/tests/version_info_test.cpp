@@ -4,10 +4,6 @@
 
 #include "Exception.h"
 #include "ZRDecimal.h"
-#include "ZRPackageInfo.h"
-#include "ZRPartialFileInfo.h"
-#include "ZRProduct.h"
-#include "ZRServer.h"
 #include "ZRVersionInfo.h"
 
 namespace {
@@ -139,40 +135,4 @@ TEST(ParseDecimal, AcceptsSignsAndBlanksAndRefusesTheRest) {
     for (const char* text : bad) {
         EXPECT_THROW(parseDecimal(text), Exception) << text;
     }
-}
-
-TEST(Records, StartEmptyWithTheDocumentedDefaults) {
-    ZRProductInfo info;
-    EXPECT_EQ(info.id, 0);
-    EXPECT_TRUE(info.name.isEmpty() && info.parent.isEmpty() && info.OEM.isEmpty());
-
-    NetSettings settings;
-    EXPECT_EQ(settings.proxyport, 0);
-    EXPECT_EQ(settings.timeout, -1);
-    EXPECT_EQ(settings.servers.size(), 0);
-    EXPECT_TRUE(settings.type.isEmpty());
-
-    ZRPackageInfo package;
-    EXPECT_EQ(package.size, 0);
-    EXPECT_EQ(package.downloadResult, 0);
-    EXPECT_EQ(package.runResult, 0);
-    EXPECT_EQ(package.product.id, 0);
-    EXPECT_FALSE(package.version.numeric);
-
-    SizeLimit limit;
-    EXPECT_EQ(limit.minSize, 0);
-    EXPECT_EQ(limit.ids.size(), 0);
-
-    ZRPartialFileInfo partial;
-    EXPECT_EQ(partial.productID, 0);
-    EXPECT_EQ(partial.actualSize, 0);
-
-    // Copies are deep: changing the copy leaves the original alone.
-    ZRProduct product(ZRVersionInfo("1.2"), info);
-    ZRProduct copy(product);
-    copy.info.name = "other";
-    copy.version.major = 9;
-    EXPECT_TRUE(product.info.name.isEmpty());
-    EXPECT_EQ(product.version.major, 1);
-    EXPECT_STREQ(ZRServer("h:1").host.c_str(), "h:1");
 }
