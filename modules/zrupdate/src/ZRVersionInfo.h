@@ -42,7 +42,7 @@ class ZRVersionInfo : public VersionInfo {
     // From text: keeps the three strings. A non-empty text is split at every
     // '.', '-' or '_'; with two or more parts the first two are major and
     // minor and the record is numeric; exactly four parts give patchLevel and
-    // buildNum, three or five and more give buildNum = part 3. One part
+    // buildNum, three or five and more give buildNum = the third. One part
     // leaves the record non-numeric with numbers 0.
     // Throws Exception "invalid dec number" when a part that is read is not
     // a decimal number.

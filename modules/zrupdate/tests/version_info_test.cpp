@@ -32,7 +32,7 @@ TEST(ZRVersionInfo, TextIsSplitAtDotsDashesAndUnderscoresByPartCount) {
     ZRVersionInfo fourMixed("4-1_7.12");
     expectNumbers(fourMixed, 4, 1, 7, 12);
 
-    // Five or more parts behave like three: part 3 is the build number and
+    // Five or more parts behave like three: the third is the build number and
     // the rest is ignored.
     ZRVersionInfo five("9.8.7.6.5");
     expectNumbers(five, 9, 8, 0, 7);
