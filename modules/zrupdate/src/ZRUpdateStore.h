@@ -41,7 +41,7 @@ struct PlatformRecord {
 // a write fails the file keeps its previous content, the document in memory
 // is read back from it, the reason is logged and the change reports failure.
 class ZRUpdateStore : public ZRObject {
-  public:
+public:
     // The updater's own product in the inventory and the protocol.
     static constexpr long UPDATER_PRODUCT_ID = 1000;
 
@@ -92,7 +92,7 @@ class ZRUpdateStore : public ZRObject {
     // Partial-download configuration ("conf/zr-partial-config").
     bool getSizeLimit(SizeLimit& out);
 
-  private:
+private:
     ZRUpdateStore(const ZRUpdateStore&) = delete;
     ZRUpdateStore& operator=(const ZRUpdateStore&) = delete;
 

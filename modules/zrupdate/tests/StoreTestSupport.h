@@ -13,7 +13,7 @@
 
 // A fresh folder under /tmp, removed with everything in it at the end.
 class ScratchDir {
-  public:
+public:
     ScratchDir() {
         char name[] = "/tmp/zr-store-test.XXXXXX";
         if (mkdtemp(name) == nullptr) throw std::runtime_error("mkdtemp failed");
@@ -29,7 +29,7 @@ class ScratchDir {
     const std::string& path() const { return path_; }
     std::string file(const std::string& name) const { return path_ + "/" + name; }
 
-  private:
+private:
     std::string path_;
 };
 

@@ -23,7 +23,7 @@ std::string network(const std::string& attributes, const std::string& rest = "")
 }
 
 class NetConfigTest : public ::testing::Test {
-  protected:
+protected:
     ScratchDir dir;
     std::string file = dir.file("zr-network");
 

@@ -23,7 +23,7 @@ ZRPartialFileInfo partial(long id, const char* url, const char* path, long size,
 }
 
 class StateFilesTest : public ::testing::Test {
-  protected:
+protected:
     ScratchDir dir;
     std::string partialFiles = dir.file("zr-partial-files");
 };

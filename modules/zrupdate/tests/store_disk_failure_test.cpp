@@ -44,7 +44,7 @@ ZRProduct bigProduct(long id) {
 }
 
 class FailingDiskTest : public ::testing::Test {
-  protected:
+protected:
     ScratchDir scratch;
     std::string mountPoint = scratch.file("disk");
     std::string logFile = scratch.file("zrupdate.log");

@@ -54,7 +54,7 @@ ZRProduct product(long id, const char* name, const ZRVersionInfo& version) {
 }
 
 class InventoryStoreTest : public ::testing::Test {
-  protected:
+protected:
     ScratchDir dir;
     std::string file = dir.file("zr-inventory");
 
