@@ -16,6 +16,7 @@
 
 #include "StoreTestSupport.h"
 #include "ZRNetConfig.h"
+#include "ZRPaths.h"
 #include "ZRUpdateStore.h"
 #include "util/Log.h"
 
@@ -47,7 +48,10 @@ class FailingDiskTest : public ::testing::Test {
 protected:
     ScratchDir scratch;
     std::string mountPoint = scratch.file("disk");
-    std::string logFile = scratch.file("zrupdate.log");
+    // A log name of its own, so that the log's lock files in the temporary
+    // folder belong to this test alone and can be removed afterwards.
+    std::string logName = "store-" + scratch.path().substr(scratch.path().rfind('.') + 1) + ".log";
+    std::string logFile = scratch.file(logName);
     bool mounted = false;
 
     void SetUp() override {
@@ -62,6 +66,8 @@ protected:
 
     void TearDown() override {
         Log::openLog("");
+        std::remove((std::string(ZRPaths::TMP_DIR) + "/" + logName + ".lock").c_str());
+        std::remove((std::string(ZRPaths::TMP_DIR) + "/" + logName + ".rlock").c_str());
         if (mounted && ::umount(mountPoint.c_str()) != 0) {
             ::umount2(mountPoint.c_str(), MNT_DETACH);
         }
