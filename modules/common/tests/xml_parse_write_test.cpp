@@ -34,7 +34,7 @@ String attr(const XMLTree& tree, const char* path, const char* name, int index =
 
 // Remembers every write call it receives.
 class RecordingStream : public OutputStream {
-  public:
+public:
     void write(char c) override { writes.emplace_back(1, c); }
     using OutputStream::write;
     void write(const char* buf, int n) override { writes.emplace_back(buf, n); }
@@ -43,7 +43,7 @@ class RecordingStream : public OutputStream {
 
 // Hands out at most `step` bytes per read, as a pipe or socket may.
 class TricklingStream : public InputStream {
-  public:
+public:
     TricklingStream(const std::string& data, int step) : data(data), step(step) {}
     int read(char* buf, int n) override {
         int count = std::min<int>({n, step, static_cast<int>(data.size() - offset)});

@@ -15,7 +15,7 @@
 
 // A fresh folder under /tmp, removed with its contents at the end.
 class ScratchDir {
-  public:
+public:
     ScratchDir() {
         char pattern[] = "/tmp/zr-xml-test-XXXXXX";
         const char* made = mkdtemp(pattern);
@@ -37,7 +37,7 @@ class ScratchDir {
     std::string name() const { return dir.substr(dir.rfind('/') + 1); }
     std::string path(const std::string& name) const { return dir + "/" + name; }
 
-  private:
+private:
     std::string dir;
 };
 
@@ -57,7 +57,7 @@ inline void writeWholeFile(const std::string& path, const std::string& text) {
 // lives; both go back to standard error afterwards, and the logs' lock files
 // (kept in the temporary folder under the log file's name) are removed.
 class LogCapture {
-  public:
+public:
     explicit LogCapture(const ScratchDir& scratch)
         : debugName(scratch.name() + "-debug.log"),
           mainName(scratch.name() + "-main.log"),
@@ -83,7 +83,7 @@ class LogCapture {
     std::string debugText() const { return readWholeFile(debugPath); }
     std::string mainText() const { return readWholeFile(mainPath); }
 
-  private:
+private:
     std::string debugName;
     std::string mainName;
     std::string debugPath;

@@ -8,7 +8,7 @@
 
 // The element tree filled by ExpatXMLParser.
 class ExpatXMLTree : public XMLTree {
-  public:
+public:
     // One element. Owned by its parent; the root by the tree. The element's
     // path is not stored but derived from its ancestors when asked for: a
     // stored path per element would make a deeply nested document cost
@@ -68,7 +68,7 @@ class ExpatXMLTree : public XMLTree {
     // so that any depth of nesting is safe.
     static void destroy(_tree_node* node);
 
-  private:
+private:
     // The element whose path relative to `base` equals `relative` ("/a/b"),
     // ignoring case, with the given position (any when negative).
     static _tree_node* findBelow(_tree_node* base, const char* relative, int length, int index);

@@ -43,7 +43,7 @@ void onSkippedEntity(void* parser, const XML_Char*, int) {
 
 // One expat parser filling one tree, freed when the parse is over.
 class ExpatSession {
-  public:
+public:
     explicit ExpatSession(ExpatXMLTree* tree) : parser(XML_ParserCreate(nullptr)) {
         if (parser == nullptr) return;
         XML_SetUserData(parser, tree);
@@ -81,7 +81,7 @@ class ExpatSession {
         return false;
     }
 
-  private:
+private:
     XML_Parser parser;
 };
 

@@ -18,7 +18,7 @@ namespace {
 
 // Serves the bytes in reads of varying size, as a file, pipe or socket may.
 class MemoryInputStream : public InputStream {
-  public:
+public:
     MemoryInputStream(const uint8_t* data, size_t size) : data(data), size(size) {}
     int read(char* buf, int n) override {
         size_t step = 1 + (offset * 7919 + size) % 1500;  // short and long reads
@@ -28,7 +28,7 @@ class MemoryInputStream : public InputStream {
         return static_cast<int>(count);
     }
 
-  private:
+private:
     const uint8_t* data;
     size_t size;
     size_t offset = 0;
