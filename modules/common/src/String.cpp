@@ -1,0 +1,473 @@
+#include "String.h"
+
+#include <strings.h>
+
+#include <cctype>
+#include <climits>
+#include <cstdio>
+#include <cstring>
+#include <functional>
+#include <new>
+
+#include "Exception.h"
+#include "Vector.h"
+
+namespace {
+
+const char* const UNIT = "String";
+const int STEP = 40;
+// Numbers are formatted here before they are appended.
+const int SCRATCH_SIZE = 80;
+
+int sign(int n) { return n < 0 ? -1 : (n > 0 ? 1 : 0); }
+
+// Length of `s`, stopping after `count` bytes or at a NUL.
+int boundedLength(const char* s, int count) {
+    const void* nul = std::memchr(s, '\0', static_cast<size_t>(count));
+    return nul == nullptr ? count : static_cast<int>(static_cast<const char*>(nul) - s);
+}
+
+int cStringLength(const char* s) {
+    size_t n = std::strlen(s);
+    if (n > static_cast<size_t>(INT_MAX - STEP)) ZR_THROW(OutOfMemoryException, "Out of memory", UNIT);
+    return static_cast<int>(n);
+}
+
+}  // namespace
+
+char* String::allocate(int size) {
+    char* block = new (std::nothrow) char[size];
+    if (block == nullptr) ZR_THROW(OutOfMemoryException, "Out of memory", UNIT);
+    return block;
+}
+
+String::String() : capacity_(STEP), length_(0), buffer_(allocate(STEP)) { buffer_[0] = '\0'; }
+
+String::String(int capacity) : String() { ensureCapacity(capacity); }
+
+String::String(const char* s) : String() { append(s); }
+
+String::String(const char* s, int offset, int count) : String() { append(s, offset, count); }
+
+String::String(const String& other)
+    : ZRObject(other),
+      capacity_(other.capacity_),
+      length_(other.length_),
+      buffer_(allocate(other.capacity_)) {
+    std::memcpy(buffer_, other.buffer_, static_cast<size_t>(length_) + 1);
+}
+
+String& String::operator=(const String& other) {
+    if (this == &other) return *this;
+    // Room first, so that a failed allocation leaves the text as it was.
+    ensureCapacity(other.length_);
+    std::memcpy(buffer_, other.buffer_, static_cast<size_t>(other.length_) + 1);
+    length_ = other.length_;
+    return *this;
+}
+
+String::~String() { delete[] buffer_; }
+
+String String::toString() const { return *this; }
+
+void String::clear() {
+    length_ = 0;
+    buffer_[0] = '\0';
+}
+
+void String::ensureCapacity(int n) {
+    if (capacity_ >= n + 1 || n < 0) return;
+    if (n > INT_MAX - STEP) ZR_THROW(OutOfMemoryException, "Out of memory", UNIT);
+    int newCapacity = ((n + STEP) / STEP) * STEP;
+    char* block = allocate(newCapacity);
+    std::memcpy(block, buffer_, static_cast<size_t>(length_) + 1);
+    delete[] buffer_;
+    buffer_ = block;
+    capacity_ = newCapacity;
+}
+
+// ---------------------------------------------------------------- low level
+
+void String::appendBytes(const char* src, int count) { insertBytes(length_, src, count); }
+
+void String::insertBytes(int pos, const char* src, int count) {
+    if (count <= 0) return;
+    if (count > INT_MAX - STEP - length_) ZR_THROW(OutOfMemoryException, "Out of memory", UNIT);
+    // The source may lie inside our own buffer (s.append(s), s.insert(0,
+    // s.c_str() + 2)); growth would free it and the gap would shift it, so
+    // remember it by offset and copy it aside if the gap moves it.
+    bool inside = !std::less<const char*>()(src, buffer_) && std::less<const char*>()(src, buffer_ + capacity_);
+    if (inside) {
+        String copy(count);
+        std::memcpy(copy.buffer_, src, static_cast<size_t>(count));
+        ensureCapacity(length_ + count);
+        std::memmove(buffer_ + pos + count, buffer_ + pos, static_cast<size_t>(length_ - pos));
+        std::memcpy(buffer_ + pos, copy.buffer_, static_cast<size_t>(count));
+    } else {
+        ensureCapacity(length_ + count);
+        std::memmove(buffer_ + pos + count, buffer_ + pos, static_cast<size_t>(length_ - pos));
+        std::memcpy(buffer_ + pos, src, static_cast<size_t>(count));
+    }
+    length_ += count;
+    buffer_[length_] = '\0';
+}
+
+void String::removeRange(int from, int to) {
+    if (to == length_) {
+        length_ = from;
+    } else {
+        std::memmove(buffer_ + from, buffer_ + to, static_cast<size_t>(length_ - to));
+        length_ -= to - from;
+    }
+    buffer_[length_] = '\0';
+}
+
+// 0 <= from < length, 0 <= to <= length, from <= to.
+void String::checkRange(int from, int to) const {
+    if (from < 0 || from >= length_ || to < 0 || to > length_ || from > to) {
+        ZR_THROW(ArrayIndexException, "Array index out of bounds", UNIT);
+    }
+}
+
+// ---------------------------------------------------------------- appending
+
+String& String::append(const char* s) {
+    if (s != nullptr) appendBytes(s, cStringLength(s));
+    return *this;
+}
+
+String& String::append(const char* s, int offset, int count) {
+    if (s == nullptr || offset < 0 || count < 1) return *this;
+    appendBytes(s + offset, boundedLength(s + offset, count));
+    return *this;
+}
+
+String& String::append(const String& s) {
+    appendBytes(s.buffer_, s.length_);
+    return *this;
+}
+
+String& String::append(const ZRObject& o) { return append(o.toString()); }
+
+String& String::append(char c) {
+    appendBytes(&c, 1);
+    return *this;
+}
+
+String& String::append(bool b) { return append(b ? "true" : "false"); }
+
+#define ZR_APPEND_FORMATTED(format, value)                \
+    char scratch[SCRATCH_SIZE];                           \
+    std::snprintf(scratch, sizeof scratch, format, value); \
+    return append(static_cast<const char*>(scratch))
+
+String& String::append(int n) { ZR_APPEND_FORMATTED("%d", n); }
+String& String::append(long n) { ZR_APPEND_FORMATTED("%ld", n); }
+String& String::append(double d) { ZR_APPEND_FORMATTED("%g", d); }
+String& String::append(float f) { ZR_APPEND_FORMATTED("%g", static_cast<double>(f)); }
+String& String::append(unsigned int n) { ZR_APPEND_FORMATTED("%u", n); }
+String& String::append(unsigned long n) { ZR_APPEND_FORMATTED("%lu", n); }
+String& String::append(long long n) { ZR_APPEND_FORMATTED("%lld", n); }
+String& String::append(unsigned long long n) { ZR_APPEND_FORMATTED("%llu", n); }
+
+#undef ZR_APPEND_FORMATTED
+
+// ---------------------------------------------------------------- inserting
+
+namespace {
+
+void checkInsertPosition(int pos, int length) {
+    if (pos < 0 || pos > length) ZR_THROW(ArrayIndexException, "Array index out of bounds", UNIT);
+}
+
+}  // namespace
+
+String& String::insert(int pos, const char* s) {
+    checkInsertPosition(pos, length_);
+    if (s != nullptr) insertBytes(pos, s, cStringLength(s));
+    return *this;
+}
+
+String& String::insert(int pos, const char* s, int offset, int count) {
+    checkInsertPosition(pos, length_);
+    if (s == nullptr || offset < 0 || count <= 0) return *this;
+    insertBytes(pos, s + offset, count);
+    return *this;
+}
+
+String& String::insert(int pos, char c) {
+    checkInsertPosition(pos, length_);
+    insertBytes(pos, &c, 1);
+    return *this;
+}
+
+String& String::insert(int pos, const String& s) {
+    checkInsertPosition(pos, length_);
+    insertBytes(pos, s.buffer_, s.length_);
+    return *this;
+}
+
+// Values are rendered exactly as append renders them, then inserted.
+String& String::insert(int pos, const ZRObject& o) {
+    checkInsertPosition(pos, length_);
+    return insert(pos, o.toString());
+}
+
+String& String::insert(int pos, bool b) { return insert(pos, b ? "true" : "false"); }
+
+String& String::insert(int pos, int n) {
+    checkInsertPosition(pos, length_);
+    return insert(pos, String().append(n));
+}
+
+String& String::insert(int pos, long n) {
+    checkInsertPosition(pos, length_);
+    return insert(pos, String().append(n));
+}
+
+String& String::insert(int pos, double d) {
+    checkInsertPosition(pos, length_);
+    return insert(pos, String().append(d));
+}
+
+String& String::insert(int pos, float f) {
+    checkInsertPosition(pos, length_);
+    return insert(pos, String().append(f));
+}
+
+// ---------------------------------------------------------------- removing
+
+String& String::deleteChars(int from, int to) {
+    checkRange(from, to);
+    removeRange(from, to);
+    return *this;
+}
+
+String& String::deleteCharAt(int i) {
+    // i + 1 would overflow for INT_MAX; such an index is out of range anyway.
+    if (i < 0 || i >= length_) ZR_THROW(ArrayIndexException, "Array index out of bounds", UNIT);
+    return deleteChars(i, i + 1);
+}
+
+String& String::replace(int from, int to, const char* s) {
+    checkRange(from, to);
+    if (from == to) ZR_THROW(ArrayIndexException, "Array index out of bounds", UNIT);
+    // Build the result aside: `s` may point into this string, and a failed
+    // allocation must leave the text unchanged.
+    String result(length_ - (to - from) + (s != nullptr ? cStringLength(s) : 0));
+    result.appendBytes(buffer_, from);
+    result.append(s);
+    result.appendBytes(buffer_ + to, length_ - to);
+    return *this = result;
+}
+
+String& String::replace(int from, int to, const String& s) { return replace(from, to, s.buffer_); }
+
+String& String::replace(char a, char b) {
+    for (int i = 0; i < length_; i++) {
+        if (buffer_[i] == a) buffer_[i] = b;
+    }
+    return *this;
+}
+
+void String::getChars(int from, int to, char* dst, int dstOffset) const {
+    if (dst == nullptr) ZR_THROW(NullPointerException, "Pointer is NULL", UNIT);
+    checkRange(from, to);
+    std::memcpy(dst + dstOffset, buffer_ + from, static_cast<size_t>(to - from));
+}
+
+char String::charAt(int i) const {
+    if (i < 0 || i >= length_) ZR_THROW(ArrayIndexException, "Array index out of bounds", UNIT);
+    return buffer_[i];
+}
+
+void String::setCharAt(int i, char c) {
+    if (i < 0 || i >= length_) ZR_THROW(ArrayIndexException, "Array index out of bounds", UNIT);
+    buffer_[i] = c;
+}
+
+void String::setLength(int n) {
+    if (n < 0 || n > length_) ZR_THROW(ArrayIndexException, "Array index out of bounds", UNIT);
+    length_ = n;
+    buffer_[length_] = '\0';
+}
+
+String String::substring(int from) const {
+    // Unlike substring(from, to), `from` equal to the length is refused.
+    if (from < 0 || from >= length_) ZR_THROW(ArrayIndexException, "Array index out of bounds", UNIT);
+    String result(length_ - from);
+    result.appendBytes(buffer_ + from, length_ - from);
+    return result;
+}
+
+String String::substring(int from, int to) const {
+    checkRange(from, to);
+    String result(to - from);
+    result.appendBytes(buffer_ + from, to - from);
+    return result;
+}
+
+// ---------------------------------------------------------------- searching
+
+// Searches see the text up to its first NUL; a NUL itself is never found.
+
+int String::indexOf(char c, int from) const {
+    if (from < 0 || from >= length_ || c == '\0') return -1;
+    const char* hit = std::strchr(buffer_ + from, c);
+    return hit == nullptr ? -1 : static_cast<int>(hit - buffer_);
+}
+
+int String::indexOf(const char* s, int from) const {
+    if (s == nullptr || from < 0 || from >= length_) return -1;
+    const char* hit = std::strstr(buffer_ + from, s);
+    return hit == nullptr ? -1 : static_cast<int>(hit - buffer_);
+}
+
+int String::indexOfIgnoreCase(const char* s, int from) const {
+    if (s == nullptr || from < 0 || from >= length_) return -1;
+    size_t n = std::strlen(s);
+    if (n > static_cast<size_t>(length_)) return -1;
+    int last = length_ - static_cast<int>(n);
+    for (int i = from; i <= last; i++) {
+        if (strncasecmp(buffer_ + i, s, n) == 0) return i;
+    }
+    return -1;
+}
+
+int String::lastIndexOf(char c) const { return lastIndexOf(c, length_ - 1); }
+
+int String::lastIndexOf(char c, int from) const {
+    if (from < 0 || from >= length_ || c == '\0') return -1;
+    int end = static_cast<int>(std::strlen(buffer_));
+    for (int i = from < end ? from : end - 1; i >= 0; i--) {
+        if (buffer_[i] == c) return i;
+    }
+    return -1;
+}
+
+int String::lastIndexOf(const char* s) const { return lastIndexOf(s, length_ - 1); }
+
+int String::lastIndexOf(const char* s, int from) const {
+    if (s == nullptr || from < 0 || from >= length_) return -1;
+    size_t n = std::strlen(s);
+    if (n > static_cast<size_t>(length_)) return -1;
+    int start = length_ - static_cast<int>(n);
+    if (from < start) start = from;
+    for (int i = start; i >= 0; i--) {
+        if (std::strncmp(buffer_ + i, s, n) == 0) return i;
+    }
+    return -1;
+}
+
+bool String::startsWith(const char* s, int pos) const {
+    if (s == nullptr || pos < 0 || pos > length_) return false;
+    return std::strncmp(buffer_ + pos, s, std::strlen(s)) == 0;
+}
+
+bool String::startsWithIgnoreCase(const char* s, int pos) const {
+    if (s == nullptr || pos < 0 || pos > length_) return false;
+    return strncasecmp(buffer_ + pos, s, std::strlen(s)) == 0;
+}
+
+bool String::endsWith(const char* s) const {
+    if (s == nullptr) return false;
+    size_t n = std::strlen(s);
+    if (n > static_cast<size_t>(length_)) return false;
+    return std::strncmp(buffer_ + length_ - n, s, n) == 0;
+}
+
+bool String::endsWithIgnoreCase(const char* s) const {
+    if (s == nullptr) return false;
+    size_t n = std::strlen(s);
+    if (n > static_cast<size_t>(length_)) return false;
+    return strncasecmp(buffer_ + length_ - n, s, n) == 0;
+}
+
+// ---------------------------------------------------------------- comparing
+
+bool String::equals(const char* s) const { return s != nullptr && std::strcmp(buffer_, s) == 0; }
+
+bool String::equals(const String& s) const { return std::strcmp(buffer_, s.buffer_) == 0; }
+
+bool String::equalsIgnoreCase(const char* s) const {
+    return s != nullptr && strcasecmp(buffer_, s) == 0;
+}
+
+bool String::equalsIgnoreCase(const String& s) const { return strcasecmp(buffer_, s.buffer_) == 0; }
+
+// Any text sorts after a null pointer.
+int String::compareTo(const char* s) const {
+    return s == nullptr ? 1 : sign(std::strcmp(buffer_, s));
+}
+
+int String::compareTo(const String& s) const { return sign(std::strcmp(buffer_, s.buffer_)); }
+
+int String::compareToIgnoreCase(const char* s) const {
+    return s == nullptr ? 1 : sign(strcasecmp(buffer_, s));
+}
+
+int String::compareToIgnoreCase(const String& s) const {
+    return sign(strcasecmp(buffer_, s.buffer_));
+}
+
+// ---------------------------------------------------------------- transforming
+
+String& String::toLowerCase() {
+    for (int i = 0; i < length_; i++) {
+        buffer_[i] = static_cast<char>(std::tolower(static_cast<unsigned char>(buffer_[i])));
+    }
+    return *this;
+}
+
+String& String::toUpperCase() {
+    for (int i = 0; i < length_; i++) {
+        buffer_[i] = static_cast<char>(std::toupper(static_cast<unsigned char>(buffer_[i])));
+    }
+    return *this;
+}
+
+namespace {
+
+// True when `c` is one of the bytes of the C string `set` (never for NUL).
+bool isIn(char c, const char* set) { return c != '\0' && std::strchr(set, c) != nullptr; }
+
+}  // namespace
+
+String String::trim(const char* set) const {
+    if (set == nullptr) return *this;
+    int end = static_cast<int>(std::strlen(buffer_));
+    int begin = 0;
+    while (begin < end && isIn(buffer_[begin], set)) begin++;
+    while (end > begin && isIn(buffer_[end - 1], set)) end--;
+    String result(end - begin);
+    result.appendBytes(buffer_ + begin, end - begin);
+    return result;
+}
+
+void String::split(Vector<String>& out, const String& delimiters) const {
+    out.clear();
+    if (delimiters.isEmpty()) return;
+    int end = static_cast<int>(std::strlen(buffer_));
+    int i = 0;
+    while (i < end) {
+        while (i < end && isIn(buffer_[i], delimiters.buffer_)) i++;
+        int start = i;
+        while (i < end && !isIn(buffer_[i], delimiters.buffer_)) i++;
+        if (i > start) out.add(String(buffer_, start, i - start));
+    }
+}
+
+// ---------------------------------------------------------------- concatenation
+
+String operator+(const String& a, const String& b) {
+    String result(a.length() + b.length());
+    result.append(a);
+    result.append(b);
+    return result;
+}
+
+String operator+(const String& a, const char* b) {
+    String result(a);
+    result.append(b);
+    return result;
+}
