@@ -1,0 +1,217 @@
+// Why documents are written this way: the program is often killed by a
+// time-out or loses power in the middle of a run. Rewriting a document in
+// place (truncate, then write) leaves an empty or torn file after such an
+// interruption, and from then on every command fails on the broken document.
+// So the new text goes to a new file beside the old one, is flushed to the
+// disk, and only then renamed over the old name; the folder is synced so
+// that the new name survives a power cut as well. A rename within a folder is
+// atomic, so the name always refers to one complete document.
+#include "io/AtomicFile.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <stdio.h>
+#include <sys/random.h>
+#include <sys/stat.h>
+#include <time.h>
+#include <unistd.h>
+
+#include "Exception.h"
+#include "SystemError.h"
+
+namespace {
+const char* const kUnit = "io/AtomicFile";
+// As many links as the system itself follows before giving up with ELOOP.
+const int kMaxLinks = 40;
+const int kNameAttempts = 100;
+
+[[noreturn]] void fail(const String& path, int error) {
+    ZR_THROW(IOException, pathErrorText(path.c_str(), error).c_str(), kUnit);
+}
+
+int realOpenFolder(const char* path) { return open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC); }
+
+// Exclusive creation never follows a link and never reuses a file that is
+// already there (for instance one left by a killed run).
+int realCreateNew(int folderFd, const char* name, mode_t mode) {
+    return openat(folderFd, name, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode);
+}
+
+int realLink(int folderFd, const char* from, const char* to) {
+    return linkat(folderFd, from, folderFd, to, 0);
+}
+
+int realRename(int folderFd, const char* from, const char* to) {
+    return renameat(folderFd, from, folderFd, to);
+}
+
+int realUnlink(int folderFd, const char* name) { return unlinkat(folderFd, name, 0); }
+
+const AtomicFile::SystemCalls kRealCalls = {
+    realOpenFolder, realCreateNew, ::write, ::fsync, ::fchown, ::fchmod,
+    ::close,        realLink,      realRename, realUnlink,
+};
+
+String folderOf(const String& path) {
+    int slash = path.lastIndexOf('/');
+    if (slash < 0) return String(".");
+    if (slash == 0) return String("/");
+    return path.substring(0, slash);
+}
+
+// The file that really holds the document: symbolic links are followed, so
+// that the link stays and its target is replaced.
+String resolveLinks(const String& path) {
+    String current(path);
+    for (int hops = 0; hops <= kMaxLinks; hops++) {
+        struct stat info;
+        if (lstat(current.c_str(), &info) != 0) {
+            if (errno == ENOENT) return current;  // a new document
+            fail(path, errno);
+        }
+        if (!S_ISLNK(info.st_mode)) return current;
+        char target[4096];
+        ssize_t size = readlink(current.c_str(), target, sizeof target - 1);
+        if (size < 0) fail(path, errno);
+        target[size] = '\0';
+        if (target[0] == '/') {
+            current = String(target);
+        } else {
+            String next = folderOf(current);
+            next.append('/').append(target);
+            current = next;
+        }
+    }
+    fail(path, ELOOP);
+}
+
+// Random hex digits; a name that is taken anyway is simply tried again.
+String uniqueSuffix() {
+    unsigned char bytes[6];
+    if (getrandom(bytes, sizeof bytes, GRND_NONBLOCK) != static_cast<ssize_t>(sizeof bytes)) {
+        struct timespec now;
+        clock_gettime(CLOCK_MONOTONIC, &now);
+        unsigned long mix = static_cast<unsigned long>(now.tv_nsec) ^
+                            (static_cast<unsigned long>(getpid()) << 20);
+        for (unsigned char& byte : bytes) {
+            byte = static_cast<unsigned char>(mix);
+            mix = mix * 6364136223846793005UL + 1442695040888963407UL;
+        }
+    }
+    char text[2 * sizeof bytes + 1];
+    for (size_t i = 0; i < sizeof bytes; i++) snprintf(text + 2 * i, 3, "%02x", bytes[i]);
+    return String(text);
+}
+
+String sideName(const String& name, const char* kind) {
+    String side(name);
+    side.append('.').append(kind).append('-').append(uniqueSuffix());
+    return side;
+}
+
+// Everything one replacement holds open or has created; whatever is still
+// recorded here when it ends is undone, so a failure leaves no new file.
+struct Replacement {
+    const AtomicFile::SystemCalls& calls;
+    int folderFd = -1;
+    int fd = -1;
+    String newName;     // the new file, until it has been renamed
+    String backupName;  // a second link to the old document, while needed
+
+    explicit Replacement(const AtomicFile::SystemCalls& calls) : calls(calls) {}
+    ~Replacement() {
+        if (fd >= 0) calls.close(fd);
+        if (!newName.isEmpty()) calls.unlink(folderFd, newName.c_str());
+        if (!backupName.isEmpty()) calls.unlink(folderFd, backupName.c_str());
+        if (folderFd >= 0) calls.close(folderFd);
+    }
+};
+
+bool writeAll(const AtomicFile::SystemCalls& calls, int fd, const char* data, int length) {
+    while (length > 0) {
+        ssize_t written = calls.write(fd, data, static_cast<size_t>(length));
+        if (written < 0 && errno == EINTR) continue;
+        if (written <= 0) {
+            if (written == 0) errno = ENOSPC;
+            return false;
+        }
+        data += written;
+        length -= static_cast<int>(written);
+    }
+    return true;
+}
+}  // namespace
+
+const AtomicFile::SystemCalls& AtomicFile::systemCalls() { return kRealCalls; }
+
+void AtomicFile::replace(const String& path, const char* data, int length) {
+    replace(path, data, length, kRealCalls);
+}
+
+void AtomicFile::replace(const String& path, const char* data, int length,
+                         const SystemCalls& calls) {
+    if (length < 0 || (data == nullptr && length > 0)) fail(path, EINVAL);
+    String target = resolveLinks(path);
+    if (target.endsWith("/")) fail(path, EISDIR);
+    String name = target.substring(target.lastIndexOf('/') + 1);
+
+    struct stat old;
+    bool replacing = lstat(target.c_str(), &old) == 0;
+    if (!replacing && errno != ENOENT) fail(path, errno);
+
+    Replacement work(calls);
+    // A link into a missing folder fails here, with the error an open for
+    // writing would give.
+    work.folderFd = calls.openFolder(folderOf(target).c_str());
+    if (work.folderFd < 0) fail(path, errno);
+
+    // While it is written the new file is private (0600) when it will take
+    // the old file's mode; a new document is created as FileOutputStream
+    // creates files, so the umask applies.
+    for (int attempt = 0; work.fd < 0; attempt++) {
+        String candidate = sideName(name, "new");
+        work.fd = calls.createNew(work.folderFd, candidate.c_str(), replacing ? 0600 : 0666);
+        if (work.fd >= 0) {
+            work.newName = candidate;
+        } else if (errno != EEXIST || attempt + 1 >= kNameAttempts) {
+            fail(path, errno);
+        }
+    }
+    if (replacing) {
+        if (calls.fchown(work.fd, old.st_uid, old.st_gid) != 0) fail(path, errno);
+        if (calls.fchmod(work.fd, old.st_mode & 07777) != 0) fail(path, errno);
+    }
+    if (!writeAll(calls, work.fd, data, length)) fail(path, errno);
+    if (calls.fsync(work.fd) != 0) fail(path, errno);
+    int fd = work.fd;
+    work.fd = -1;
+    if (calls.close(fd) != 0) fail(path, errno);
+
+    // A second name for the old document lets a failed folder sync put it
+    // back. Where the file system has no hard links the replacement goes on
+    // without that safety net.
+    if (replacing) {
+        for (int attempt = 0; attempt < kNameAttempts; attempt++) {
+            String candidate = sideName(name, "old");
+            if (calls.link(work.folderFd, name.c_str(), candidate.c_str()) == 0) {
+                work.backupName = candidate;
+                break;
+            }
+            if (errno != EEXIST) break;
+        }
+    }
+
+    if (calls.rename(work.folderFd, work.newName.c_str(), name.c_str()) != 0) fail(path, errno);
+    work.newName.clear();
+
+    // EINVAL: the file system cannot sync folders; nothing more can be done.
+    if (calls.fsync(work.folderFd) != 0 && errno != EINVAL) {
+        int error = errno;
+        if (!work.backupName.isEmpty() &&
+            calls.rename(work.folderFd, work.backupName.c_str(), name.c_str()) == 0) {
+            work.backupName.clear();
+            calls.fsync(work.folderFd);
+        }
+        fail(path, error);
+    }
+}

@@ -1,0 +1,12 @@
+#ifndef ZR_IO_SYSTEM_ERROR_H
+#define ZR_IO_SYSTEM_ERROR_H
+
+#include "String.h"
+
+// Private to the io units: the operating system's text for an error number.
+String systemErrorText(int errorNumber);
+
+// "path: text" — the message of a failed open or replace of `path`.
+String pathErrorText(const char* path, int errorNumber);
+
+#endif
