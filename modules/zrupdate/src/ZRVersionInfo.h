@@ -1,0 +1,61 @@
+#ifndef ZR_VERSION_INFO_H
+#define ZR_VERSION_INFO_H
+
+#include "String.h"
+
+// A version as a product or package states it: the version text, a status
+// word ("beta", ...) and free text. `numeric` tells whether the record also
+// carries the four numbers of ZRVersionInfo.
+class VersionInfo {
+public:
+    String version;
+    String status;
+    String desc;
+    bool numeric;
+
+    VersionInfo();
+    VersionInfo(const String& version, const String& status, const String& desc);
+
+    // A version is usable when its text is not empty.
+    virtual bool isValid() const;
+
+    // The form used in messages: version, then ",status" and ",desc" when
+    // they are not empty, e.g. "1.0.0.0,beta,beta released on 2003/12/31".
+    String toString() const;
+
+    // Records are plain values, copied into and out of vectors; they are
+    // never deleted through a base pointer, so isValid() stays the only
+    // virtual operation.
+};
+
+// A version with the four numbers major.minor.patchLevel.buildNum.
+class ZRVersionInfo : public VersionInfo {
+public:
+    long major;
+    long minor;
+    long patchLevel;
+    long buildNum;
+
+    // Empty text, not numeric, all numbers 0.
+    ZRVersionInfo();
+
+    // From text: keeps the three strings. A non-empty text is split at every
+    // '.', '-' or '_'; with two or more parts the first two are major and
+    // minor and the record is numeric; exactly four parts give patchLevel and
+    // buildNum, three or five and more give buildNum = part 3. One part
+    // leaves the record non-numeric with numbers 0.
+    // Throws Exception "invalid dec number" when a part that is read is not
+    // a decimal number.
+    explicit ZRVersionInfo(const String& version, const String& status = String(),
+                           const String& desc = String());
+
+    // From numbers: the text becomes "major.minor.patchLevel.buildNum";
+    // numeric.
+    ZRVersionInfo(long major, long minor, long patchLevel, long buildNum,
+                  const String& status = String(), const String& desc = String());
+
+    // From a plain version: copies the strings and the flag, numbers 0.
+    explicit ZRVersionInfo(const VersionInfo& other);
+};
+
+#endif
