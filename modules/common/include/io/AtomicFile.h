@@ -13,7 +13,9 @@ public:
     // with the length bytes at data, keeping its mode and owner; a new file
     // gets the mode FileOutputStream gives (0666 less the umask). Throws
     // IOException "path: error text" on any failure, and then the old file
-    // is untouched and no new file is left.
+    // is untouched and no new file is left. (One exception: on a file system
+    // without hard links, a failed sync of the folder after the rename
+    // leaves the new document in place, still reported as a failure.)
     static void replace(const String& path, const char* data, int length);
 
     // The system calls replace() makes, so that tests can make each step

@@ -206,12 +206,16 @@ void AtomicFile::replace(const String& path, const char* data, int length,
 
     // EINVAL: the file system cannot sync folders; nothing more can be done.
     if (calls.fsync(work.folderFd) != 0 && errno != EINVAL) {
+        // The new name may not survive a power cut: go back to the state
+        // before the call, so that a failure always means "nothing changed".
         int error = errno;
-        if (!work.backupName.isEmpty() &&
-            calls.rename(work.folderFd, work.backupName.c_str(), name.c_str()) == 0) {
+        if (!replacing) {
+            calls.unlink(work.folderFd, name.c_str());
+        } else if (!work.backupName.isEmpty() &&
+                   calls.rename(work.folderFd, work.backupName.c_str(), name.c_str()) == 0) {
             work.backupName.clear();
-            calls.fsync(work.folderFd);
         }
+        calls.fsync(work.folderFd);
         fail(path, error);
     }
 }

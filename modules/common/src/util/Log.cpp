@@ -1,0 +1,147 @@
+#include "util/Log.h"
+
+#include "NameValuePairs.h"
+#include "io/FileOutputStream.h"
+
+namespace {
+
+// The process-wide logs, created together in this order: the stream on
+// standard error, the null log, the main log and the debug log on that stream.
+struct ProcessLogs {
+    FileOutputStream standardError{2};
+    Log nullLog;
+    RotationFileLog mainLog{&standardError};
+    DebugLog debugLog{&standardError};
+};
+
+// Created on first use, so that the constructors of other static objects can
+// log before main() runs, and never destroyed, so that their destructors can
+// still log while the process exits. The descriptors are closed by the
+// system at exit; every write has already reached its file.
+ProcessLogs& processLogs() {
+    static ProcessLogs* const logs = new ProcessLogs();
+    return *logs;
+}
+
+// Make sure the logs exist from start-up even when nothing logs early.
+[[maybe_unused]] const bool logsCreatedAtStartUp = (processLogs(), true);
+
+}  // namespace
+
+bool Log::enabled = true;
+int Log::mode = 0;
+int Log::maxSizeKB = 0;
+int Log::maxCount = 4;
+
+Log::Log(OutputStream* out) : out(out) {}
+
+Log::~Log() {}
+
+void Log::log(const String& message) { writeText(message); }
+
+void Log::log(const NameValuePairs& record) {
+    String text;
+    format(record, text);
+    writeText(text);
+}
+
+void Log::log(const String& message, int /*level*/) { writeText(message); }
+
+void Log::reset() {}
+
+void Log::trim(int /*keep*/) {}
+
+void Log::format(const NameValuePairs& record, String& line) {
+    for (int i = 0; i < record.size(); ++i) {
+        line.append(record.get(i).toString());
+        line.append('\n');
+    }
+    line.append("==\n");
+}
+
+void Log::beginWrite() {}
+
+void Log::endWrite() {}
+
+void Log::writeText(const String& text) {
+    if (!enabled) return;
+    String line(text);
+    if (!line.endsWith("\n")) line.append('\n');
+    // endWrite() always follows beginWrite(), also when the write throws, so
+    // that the lock taken by beginWrite() is never left held.
+    try {
+        beginWrite();
+        if (out != nullptr) out->write(line.c_str(), line.length());
+    } catch (...) {
+        try {
+            endWrite();
+        } catch (...) {
+            // The first failure is the one the caller needs to see.
+        }
+        throw;
+    }
+    endWrite();
+}
+
+const char* Log::levelWord(int level) {
+    switch (level) {
+        case LEVEL_WARNING:
+            return "warning";
+        case LEVEL_ERROR:
+            return "error";
+        case LEVEL_DEBUG:
+            return "debug";
+        default:
+            return "info";
+    }
+}
+
+OutputStream* Log::standardError() { return &processLogs().standardError; }
+
+void Log::setMode(const int& m) { mode = m; }
+
+int Log::getMode() { return mode; }
+
+Log* Log::getMainLog() {
+    ProcessLogs& logs = processLogs();
+    return mode == 1 ? static_cast<Log*>(&logs.mainLog) : &logs.nullLog;
+}
+
+RotationFileLog* Log::getFileLog() { return &processLogs().mainLog; }
+
+bool Log::openLog(const char* path) { return getFileLog()->open(path); }
+
+String Log::getLogFileName() { return getFileLog()->getFileName(); }
+
+void Log::rotateLog() { getFileLog()->rotateNow(); }
+
+Log* Log::getLog() {
+    ProcessLogs& logs = processLogs();
+    return logs.debugLog.isDebugEnabled() ? static_cast<Log*>(&logs.debugLog) : &logs.nullLog;
+}
+
+DebugLog* Log::getDebugLog() { return &processLogs().debugLog; }
+
+void Log::setDebug(bool on) { getDebugLog()->setDebugEnabled(on); }
+
+bool Log::isDebug() { return getDebugLog()->isDebugEnabled(); }
+
+bool Log::openDebugLog(const char* path) { return getDebugLog()->open(path); }
+
+String Log::getDebugLogFileName() { return getDebugLog()->getFileName(); }
+
+Log* Log::getNullLog() { return &processLogs().nullLog; }
+
+void Log::setMaxSizeKB(int kb) { maxSizeKB = kb > 0 ? kb : 0; }
+
+int Log::getMaxSizeKB() { return maxSizeKB; }
+
+void Log::setMaxCount(int count) {
+    if (count > 0) maxCount = count;
+}
+
+int Log::getMaxCount() { return maxCount; }
+
+void Log::setEnabled(bool on) { enabled = on; }
+
+bool Log::isEnabled() { return enabled; }
