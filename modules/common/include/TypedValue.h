@@ -10,8 +10,8 @@
 // its text form ready for output.
 class TypedValue : public ZRObject {
 public:
-    static const int TYPE_LONG = 2;
-    static const int TYPE_STRING = 5;
+    static constexpr int TYPE_LONG = 2;
+    static constexpr int TYPE_STRING = 5;
 
     // The empty text, so that a pair can be declared before it is filled.
     TypedValue();

@@ -23,8 +23,7 @@ int sign(int n) { return n < 0 ? -1 : (n > 0 ? 1 : 0); }
 
 // Length of `s`, stopping after `count` bytes or at a NUL.
 int boundedLength(const char* s, int count) {
-    const void* nul = std::memchr(s, '\0', static_cast<size_t>(count));
-    return nul == nullptr ? count : static_cast<int>(static_cast<const char*>(nul) - s);
+    return static_cast<int>(strnlen(s, static_cast<size_t>(count)));
 }
 
 int cStringLength(const char* s) {
