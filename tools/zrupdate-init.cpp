@@ -7,6 +7,7 @@
 //
 //   zrupdate-init [HOME]      HOME defaults to the configured home.
 #include <cstdio>
+#include <initializer_list>
 
 #include "Exception.h"
 #include "String.h"

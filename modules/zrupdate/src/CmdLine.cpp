@@ -3,8 +3,10 @@
 #include <cstdio>
 #include <cstring>
 
+#include "Exception.h"
 #include "NetworkCommands.h"
 #include "ProductCommands.h"
+#include "Utils.h"
 #include "ZRProduct.h"
 
 namespace {
@@ -137,3 +139,12 @@ void printText(const char* text) {
 }
 
 void printText(const String& text) { printText(text.c_str()); }
+
+bool parseNumberOption(const String& text, long& out) {
+    try {
+        out = Utils::parseNumber(text.c_str(), text.length(), 10);
+        return true;
+    } catch (Exception&) {
+        return false;
+    }
+}

@@ -54,6 +54,10 @@ const char* usageText();
 // Prints the usage text to standard output.
 void printUsage();
 
+// Decimal value of an option (the library's number parse: digits and
+// blanks, no sign). False when the text is not a decimal number.
+bool parseNumberOption(const String& text, long& out);
+
 // Writes text to standard output as it is (never used as a format).
 void printText(const char* text);
 void printText(const String& text);

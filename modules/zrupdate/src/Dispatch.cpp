@@ -1,10 +1,8 @@
 #include "Dispatch.h"
 
 #include "CmdLine.h"
-#include "Exception.h"
 #include "NetworkCommands.h"
 #include "ProductCommands.h"
-#include "Utils.h"
 
 namespace {
 
@@ -16,13 +14,9 @@ bool productIdOption(CmdLine& cmdLine, long& id) {
     id = 0;
     String value;
     if (!cmdLine.getOption("id", value) || value.isEmpty()) return true;
-    try {
-        id = Utils::parseNumber(value.c_str(), value.length(), 10);
-        return true;
-    } catch (Exception&) {
-        printText("ZRUpdate: invalid product id is specified!\n");
-        return false;
-    }
+    if (parseNumberOption(value, id)) return true;
+    printText("ZRUpdate: invalid product id is specified!\n");
+    return false;
 }
 
 // The update protocol (update run, ping and the run lock that delay-package

@@ -1,23 +1,11 @@
 #include "NetworkCommands.h"
 
 #include "CmdLine.h"
-#include "Exception.h"
-#include "Utils.h"
 
 namespace {
 
 // Timeout written when neither the command line nor the file gives one.
 const int kDefaultTimeout = 180;
-
-// Decimal parse of a whole option value; false when it is not a number.
-bool parseDecimal(const String& text, long& out) {
-    try {
-        out = Utils::parseNumber(text.c_str(), text.length(), 10);
-        return true;
-    } catch (Exception&) {
-        return false;
-    }
-}
 
 // Prints `prefix` + `text` + "'\n"; the user's text is never a format.
 void printQuoted(const char* prefix, const String& text) {
@@ -89,7 +77,7 @@ bool checkNetworkOptions(CmdLine& cmdLine) {
 
     if (cmdLine.getOption("proxyport", value) && !value.isEmpty()) {
         long port = 0;
-        if (!parseDecimal(value, port) || port == -1) {
+        if (!parseNumberOption(value, port) || port == -1) {
             printText("ZRUpdate: invalid proxyport is specified!\n");
             return false;
         }
@@ -105,7 +93,7 @@ bool checkNetworkOptions(CmdLine& cmdLine) {
             printText("ZRUpdate: no connection timeout is specified!\n");
             return false;
         }
-        if (!parseDecimal(value, seconds) || seconds < 0) {
+        if (!parseNumberOption(value, seconds) || seconds < 0) {
             printText("ZRUpdate: invalid connection timeout is specified!\n");
             return false;
         }
@@ -118,7 +106,7 @@ bool checkNetworkOptions(CmdLine& cmdLine) {
     // asks to keep the one in the file.
     long keepOriginal = 0;
     if (cmdLine.getOption("keeporiginal", value) && !value.isEmpty()) {
-        if (!parseDecimal(value, keepOriginal)) keepOriginal = 0;
+        if (!parseNumberOption(value, keepOriginal)) keepOriginal = 0;
     }
     if (keepOriginal != 1) pending.savedServers = pending.servers;
     return true;

@@ -4,24 +4,14 @@
 
 #include "CmdLine.h"
 #include "Exception.h"
-#include "Utils.h"
 #include "Vector.h"
 #include "ZRStoreFile.h"
 #include "ZRUpdateParser.h"
 #include "ZRUpdateStore.h"
+#include "xml/XMLNode.h"
 #include "xml/XMLTree.h"
 
 namespace {
-
-// Decimal parse of a whole option value; false when it is not a number.
-bool parseId(const String& text, long& out) {
-    try {
-        out = Utils::parseNumber(text.c_str(), text.length(), 10);
-        return true;
-    } catch (Exception&) {
-        return false;
-    }
-}
 
 // The value of an option that is present and not empty.
 bool nonEmptyOption(CmdLine& cmdLine, const char* name, String& value) {
@@ -67,7 +57,7 @@ bool checkProductOptions(CmdLine& cmdLine, ZRProduct& out, bool forRegister) {
         return false;
     }
     long id = 0;
-    if (!parseId(value, id)) {
+    if (!parseNumberOption(value, id)) {
         printText("ZRUpdate: invalid product id is specified!\n");
         return false;
     }
