@@ -1,0 +1,130 @@
+#include "XMLText.h"
+
+#include <cstdio>
+
+const char* const XMLText::DECLARATION = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
+
+namespace {
+
+// Length of the well-formed UTF-8 sequence at `s` (at most `left` bytes), or
+// 0 when the bytes there are not one. Overlong forms, surrogates and values
+// beyond U+10FFFF are refused, as an XML parser refuses them.
+int utf8SequenceLength(const unsigned char* s, int left) {
+    unsigned char b = s[0];
+    int length;
+    unsigned char low = 0x80, high = 0xBF;  // bounds of the second byte
+    if (b >= 0xC2 && b <= 0xDF) {
+        length = 2;
+    } else if (b >= 0xE0 && b <= 0xEF) {
+        length = 3;
+        if (b == 0xE0) low = 0xA0;
+        if (b == 0xED) high = 0x9F;
+    } else if (b >= 0xF0 && b <= 0xF4) {
+        length = 4;
+        if (b == 0xF0) low = 0x90;
+        if (b == 0xF4) high = 0x8F;
+    } else {
+        return 0;
+    }
+    if (left < length) return 0;
+    if (s[1] < low || s[1] > high) return 0;
+    for (int i = 2; i < length; ++i) {
+        if (s[i] < 0x80 || s[i] > 0xBF) return 0;
+    }
+    return length;
+}
+
+// U+FFFE and U+FFFF are well-formed UTF-8 but not characters XML may carry.
+bool isNonCharacter(const unsigned char* s, int length) {
+    return length == 3 && s[0] == 0xEF && s[1] == 0xBF && (s[2] == 0xBE || s[2] == 0xBF);
+}
+
+bool isNameStartByte(unsigned char c) {
+    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_' || c == ':' || c >= 0x80;
+}
+
+bool isNameByte(unsigned char c) {
+    return isNameStartByte(c) || (c >= '0' && c <= '9') || c == '-' || c == '.';
+}
+
+void appendHexReference(std::string& out, unsigned int code) {
+    char buffer[16];
+    std::snprintf(buffer, sizeof buffer, "&#x%X;", code);
+    out.append(buffer);
+}
+
+}  // namespace
+
+bool XMLText::isWritableName(const String& name) {
+    const unsigned char* s = reinterpret_cast<const unsigned char*>(name.c_str());
+    int length = name.length();
+    if (length == 0 || !isNameStartByte(s[0])) return false;
+    for (int i = 0; i < length;) {
+        if (s[i] < 0x80) {
+            if (!isNameByte(s[i])) return false;
+            ++i;
+            continue;
+        }
+        int n = utf8SequenceLength(s + i, length - i);
+        if (n == 0 || isNonCharacter(s + i, n)) return false;
+        i += n;
+    }
+    return true;
+}
+
+void XMLText::appendAttributeValue(std::string& out, const char* value, int length) {
+    const unsigned char* s = reinterpret_cast<const unsigned char*>(value);
+    for (int i = 0; i < length;) {
+        unsigned char c = s[i];
+        if (c >= 0x80) {
+            int n = utf8SequenceLength(s + i, length - i);
+            if (n == 0) {
+                appendHexReference(out, c);
+                ++i;
+            } else if (isNonCharacter(s + i, n)) {
+                out.append("&#xFFFD;");
+                i += n;
+            } else {
+                out.append(value + i, n);
+                i += n;
+            }
+            continue;
+        }
+        switch (c) {
+            case '&': out.append("&amp;"); break;
+            case '<': out.append("&lt;"); break;
+            case '"': out.append("&quot;"); break;
+            case '\t': out.append("&#9;"); break;
+            case '\n': out.append("&#10;"); break;
+            case '\r': out.append("&#13;"); break;
+            default:
+                if (c < 0x20) {
+                    out.append("&#xFFFD;");
+                } else {
+                    out.push_back(static_cast<char>(c));
+                }
+        }
+        ++i;
+    }
+}
+
+void XMLText::appendOpeningLine(std::string& out, const ExpatXMLTree::_tree_node& node) {
+    out.push_back('<');
+    out.append(node.name.c_str(), node.name.length());
+    for (size_t i = 0; i < node.attributeNames.size(); ++i) {
+        const String& name = node.attributeNames[i];
+        const String& value = node.attributeValues[i];
+        out.push_back(' ');
+        out.append(name.c_str(), name.length());
+        out.append("=\"");
+        appendAttributeValue(out, value.c_str(), value.length());
+        out.push_back('"');
+    }
+    out.append(node.children.empty() ? "/>\n" : ">\n");
+}
+
+void XMLText::appendClosingLine(std::string& out, const ExpatXMLTree::_tree_node& node) {
+    out.append("</");
+    out.append(node.name.c_str(), node.name.length());
+    out.append(">\n");
+}

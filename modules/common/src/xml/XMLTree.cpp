@@ -1,0 +1,22 @@
+#include "xml/XMLTree.h"
+
+#include "Exception.h"
+#include "io/AtomicFile.h"
+#include "util/Log.h"
+#include "xml/XMLParser.h"
+
+bool XMLTree::writeFile(const String& path) const {
+    String text;
+    toString(text);
+    try {
+        // Documents are never rewritten in place, so that a kill or a full disk cannot tear them.
+        AtomicFile::replace(path, text.c_str(), text.length());
+    } catch (const IOException& e) {
+        Log::getFileLog()->log(String("cannot write XML document: ").append(e.getMessage()),
+                               Log::LEVEL_ERROR);
+        return false;
+    }
+    return true;
+}
+
+bool XMLParser::writeFile(const String& path) const { return getTree()->writeFile(path); }
