@@ -1,0 +1,48 @@
+#include "ZRStoreFile.h"
+
+#include "Exception.h"
+#include "ZRPaths.h"
+#include "ZRUpdateParser.h"
+#include "io/AtomicFile.h"
+#include "io/FileInputStream.h"
+#include "util/Log.h"
+#include "xml/XMLTree.h"
+
+namespace ZRStoreFile {
+
+bool read(ZRUpdateParser& doc, const String& path) {
+    FileInputStream in(path.c_str());
+    bool ok = doc.parse(in);
+    in.close();
+    return ok;
+}
+
+bool writeText(const String& text, const String& path, const String& failurePrefix) {
+    try {
+        AtomicFile::replace(path, text.c_str(), text.length());
+        return true;
+    } catch (IOException& e) {
+        String message(failurePrefix);
+        message.append(e.getMessage());
+        logDebug(message);
+        return false;
+    }
+}
+
+bool write(XMLTree& tree, const String& path, const String& failurePrefix) {
+    String text;
+    tree.toString(text);
+    return writeText(text, path, failurePrefix);
+}
+
+void logDebug(const String& message) {
+    Log::getFileLog()->log(message, 3);
+}
+
+String homeFile(const char* name) {
+    String path(ZRPaths::HOME);
+    path.append("/").append(name);
+    return path;
+}
+
+}  // namespace ZRStoreFile

@@ -1,0 +1,40 @@
+#ifndef ZR_STORE_FILE_H
+#define ZR_STORE_FILE_H
+
+#include "String.h"
+
+class XMLTree;
+class ZRUpdateParser;
+
+// Whole-document reading and writing shared by the state stores.
+//
+// A state document is always replaced as a whole through a temporary file and
+// a rename, never rewritten in place: a crash, a kill, a power cut or a full
+// disk in the middle of a save leaves either the complete old document or the
+// complete new one on disk, never a truncated mixture that would make the
+// next start-up fail with a broken inventory.
+namespace ZRStoreFile {
+
+// Parses the file at `path` into `doc`. An IOException from opening the file
+// passes to the caller; a document that does not parse gives false.
+bool read(ZRUpdateParser& doc, const String& path);
+
+// Writes the text form of `tree` as the new content of `path`. On failure
+// the previous content stays, the reason is written to the log at the debug
+// level as `failurePrefix` followed by the exception's message, and the
+// result is false.
+bool write(XMLTree& tree, const String& path, const String& failurePrefix);
+
+// The same for a document already in text form.
+bool writeText(const String& text, const String& path, const String& failurePrefix);
+
+// Writes a diagnostic line to the process log at the debug level.
+void logDebug(const String& message);
+
+// home + "/" + name: the full path of a state file named relative to the
+// home directory.
+String homeFile(const char* name);
+
+}  // namespace ZRStoreFile
+
+#endif

@@ -1,0 +1,302 @@
+// The network settings store on real files: reading every field with its
+// defaults and odd values, the exact text written, the server certificate
+// parameter and the default document.
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "Exception.h"
+#include "StoreTestSupport.h"
+#include "ZRNetConfig.h"
+#include "util/Base64.h"
+
+namespace {
+
+std::string encoded(const char* text) { return Base64::encode(String(text)).c_str(); }
+
+std::string network(const std::string& attributes, const std::string& rest = "") {
+    return xmlDecl() + "<ZRNetClientSettings>\n<ServerList" + attributes +
+           ">\n<Server host=\"a.example\"/>\n</ServerList>\n" + rest + "</ZRNetClientSettings>\n";
+}
+
+class NetConfigTest : public ::testing::Test {
+protected:
+    ScratchDir dir;
+    std::string file = dir.file("zr-network");
+
+    NetSettings read(const std::string& text) {
+        writeFile(file, text);
+        ZRNetConfig config;
+        NetSettings settings;
+        EXPECT_TRUE(config.load(file.c_str()));
+        EXPECT_TRUE(config.getSettings(settings));
+        return settings;
+    }
+};
+
+TEST_F(NetConfigTest, LoadContractAndUnloadedObject) {
+    ZRNetConfig config;
+    EXPECT_FALSE(config.load(nullptr));
+    EXPECT_FALSE(config.load(""));
+    EXPECT_THROW(config.load(dir.file("missing").c_str()), IOException);
+    EXPECT_FALSE(config.isValid());
+
+    writeFile(file, "<ZRNetClientSettings><ServerList>");
+    EXPECT_FALSE(config.load(file.c_str()));
+    EXPECT_FALSE(config.isValid());
+    NetSettings settings;
+    settings.user = "stale";
+    settings.servers.add(ZRServer(String("stale")));
+    EXPECT_FALSE(config.getSettings(settings));
+    EXPECT_STREQ("", settings.user.c_str());
+    EXPECT_EQ(0, settings.servers.size());
+    settings.servers.add(ZRServer(String("h")));
+    EXPECT_FALSE(config.setSettings(settings));
+    EXPECT_FALSE(config.save());
+    ServerVerify verify;
+    EXPECT_FALSE(config.getServerVerify(verify));
+    EXPECT_EQ("<ZRNetClientSettings><ServerList>", readFile(file));
+
+    // A document without ServerList reads nothing and accepts nothing.
+    writeFile(file, xmlDecl() + "<ZRNetClientSettings/>\n");
+    ASSERT_TRUE(config.load(file.c_str()));
+    EXPECT_FALSE(config.getSettings(settings));
+    settings.servers.add(ZRServer(String("h")));
+    EXPECT_FALSE(config.setSettings(settings));
+    EXPECT_EQ(xmlDecl() + "<ZRNetClientSettings/>\n", readFile(file));
+}
+
+TEST_F(NetConfigTest, ProxyText) {
+    NetSettings s = read(network(" proxy=\"10.0.0.1\""));
+    EXPECT_STREQ("10.0.0.1", s.proxyserver.c_str());
+    EXPECT_EQ(0, s.proxyport);
+    s = read(network(" proxy=\"10.0.0.1:8080\""));
+    EXPECT_STREQ("10.0.0.1", s.proxyserver.c_str());
+    EXPECT_EQ(8080, s.proxyport);
+    s = read(network(" proxy=\"10.0.0.1:x\""));
+    EXPECT_STREQ("10.0.0.1:x", s.proxyserver.c_str());
+    EXPECT_EQ(0, s.proxyport);
+    s = read(network(" proxy=\"\""));
+    EXPECT_STREQ("", s.proxyserver.c_str());
+    EXPECT_EQ(0, s.proxyport);
+}
+
+TEST_F(NetConfigTest, DefaultsAndOddValues) {
+    NetSettings s = read(network(""));
+    EXPECT_STREQ("https", s.type.c_str());
+    EXPECT_STREQ("0", s.isUsingProxy.c_str());
+    EXPECT_EQ(0, s.timeout);
+    ASSERT_EQ(1, s.servers.size());
+    EXPECT_STREQ("a.example", s.servers.elementAt(0).host.c_str());
+    EXPECT_EQ(0, s.savedServers.size());
+
+    s = read(network(" TYPE=\"http\" isusingproxy=\"1\" timeout=\"abc\" Mac=\"00:11:22\""));
+    EXPECT_STREQ("http", s.type.c_str());
+    EXPECT_STREQ("1", s.isUsingProxy.c_str());
+    EXPECT_EQ(0, s.timeout);
+    EXPECT_STREQ("00:11:22", s.mac.c_str());
+
+    s = read(network(" timeout=\"45\""));
+    EXPECT_EQ(45, s.timeout);
+
+    // An empty mac attribute leaves the caller's value alone.
+    writeFile(file, network(" mac=\"\""));
+    ZRNetConfig config;
+    ASSERT_TRUE(config.load(file.c_str()));
+    NetSettings kept;
+    kept.mac = "keep";
+    ASSERT_TRUE(config.getSettings(kept));
+    EXPECT_STREQ("keep", kept.mac.c_str());
+}
+
+TEST_F(NetConfigTest, Credentials) {
+    NetSettings s = read(network(" proxyuser=\"" + encoded("alice") + "\" user=\"" +
+                                 encoded(":pw") + "\""));
+    EXPECT_STREQ("", s.proxyuser.c_str());
+    EXPECT_STREQ("", s.proxypass.c_str());
+    EXPECT_STREQ("", s.user.c_str());
+    EXPECT_STREQ("", s.password.c_str());
+
+    s = read(network(" proxyuser=\"" + encoded("bob:se:cret") + "\" user=\"" + encoded("carol:") +
+                     "\""));
+    EXPECT_STREQ("bob", s.proxyuser.c_str());
+    EXPECT_STREQ("se:cret", s.proxypass.c_str());
+    EXPECT_STREQ("carol", s.user.c_str());
+    EXPECT_STREQ("", s.password.c_str());
+
+    // Text that is not Base64 sets nothing and does not crash.
+    s = read(network(" proxyuser=\"%%%\" user=\"abc\""));
+    EXPECT_STREQ("", s.proxyuser.c_str());
+    EXPECT_STREQ("", s.user.c_str());
+}
+
+TEST_F(NetConfigTest, ServerLists) {
+    NetSettings s = read(
+        xmlDecl() +
+        "<ZRNetClientSettings>\n<ServerList>\n<Server host=\"one\"/>\n<Server/>\n"
+        "<Mirror HOST=\"two\"/>\n</ServerList>\n<OriginalServerList>\n<Server host=\"old\"/>\n"
+        "</OriginalServerList>\n</ZRNetClientSettings>\n");
+    ASSERT_EQ(2, s.servers.size());
+    EXPECT_STREQ("one", s.servers.elementAt(0).host.c_str());
+    EXPECT_STREQ("two", s.servers.elementAt(1).host.c_str());
+    ASSERT_EQ(1, s.savedServers.size());
+    EXPECT_STREQ("old", s.savedServers.elementAt(0).host.c_str());
+}
+
+TEST_F(NetConfigTest, WritesTheExactTextAndReadsItBack) {
+    ASSERT_EQ(0, createDefaultNetwork(file.c_str()));
+    ZRNetConfig config;
+    ASSERT_TRUE(config.load(file.c_str()));
+
+    NetSettings in;
+    in.isUsingProxy = "1";
+    in.proxyserver = "proxy.local";
+    in.proxyport = 3128;
+    in.proxyuser = "bob";
+    in.proxypass = "secret";
+    in.user = "web";
+    in.password = "pw";
+    in.timeout = 30;
+    in.mac = "00:16:3e:00:00:01";
+    in.servers.add(ZRServer(String("s1.example")));
+    in.servers.add(ZRServer(String("s2.example:8443")));
+    ASSERT_TRUE(config.setSettings(in));
+    const std::string written =
+        xmlDecl() +
+        "<ZRNetClientSettings>\n"
+        "<ServerList type=\"https\" mac=\"00:16:3e:00:00:01\" proxy=\"proxy.local:3128\" "
+        "proxyuser=\"" +
+        encoded("bob:secret") + "\" user=\"" + encoded("web:pw") +
+        "\" timeout=\"30\" isUsingProxy=\"1\">\n"
+        "<Server host=\"s1.example\"/>\n"
+        "<Server host=\"s2.example:8443\"/>\n"
+        "</ServerList>\n"
+        "<OriginalServerList/>\n"
+        "</ZRNetClientSettings>\n";
+    EXPECT_EQ(written, readFile(file));
+
+    NetSettings out;
+    ASSERT_TRUE(config.getSettings(out));
+    EXPECT_STREQ("https", out.type.c_str());
+    EXPECT_STREQ("proxy.local", out.proxyserver.c_str());
+    EXPECT_EQ(3128, out.proxyport);
+    EXPECT_STREQ("bob", out.proxyuser.c_str());
+    EXPECT_STREQ("secret", out.proxypass.c_str());
+    EXPECT_STREQ("web", out.user.c_str());
+    EXPECT_STREQ("pw", out.password.c_str());
+    EXPECT_EQ(30, out.timeout);
+    ASSERT_EQ(2, out.servers.size());
+    EXPECT_STREQ("s2.example:8443", out.servers.elementAt(1).host.c_str());
+    EXPECT_EQ(0, out.savedServers.size());
+
+    // Writing again replaces both lists rather than adding to them; empty
+    // fields take their written defaults.
+    NetSettings next;
+    next.type = "http";
+    next.servers.add(ZRServer(String("s3.example")));
+    next.savedServers.add(ZRServer(String("s1.example")));
+    next.savedServers.add(ZRServer(String("s2.example:8443")));
+    next.timeout = 180;
+    ASSERT_TRUE(config.setSettings(next));
+    EXPECT_EQ(xmlDecl() +
+                  "<ZRNetClientSettings>\n"
+                  "<ServerList type=\"http\" mac=\"\" proxy=\"\" proxyuser=\"\" user=\"\" "
+                  "timeout=\"180\" isUsingProxy=\"0\">\n"
+                  "<Server host=\"s3.example\"/>\n"
+                  "</ServerList>\n"
+                  "<OriginalServerList>\n"
+                  "<Server host=\"s1.example\"/>\n"
+                  "<Server host=\"s2.example:8443\"/>\n"
+                  "</OriginalServerList>\n"
+                  "</ZRNetClientSettings>\n",
+              readFile(file));
+
+    // An empty server list is refused and nothing is written.
+    const std::string before = readFile(file);
+    NetSettings none;
+    none.savedServers.add(ZRServer(String("x")));
+    EXPECT_FALSE(config.setSettings(none));
+    EXPECT_EQ(before, readFile(file));
+}
+
+TEST_F(NetConfigTest, ServerCertificate) {
+    std::string cert = dir.file("ca.pem");
+    writeFile(cert, "certificate");
+    writeFile(file, network("", "<ServerVerify>\n"
+                                "<Param name=\"other\" value=\"" + cert + "\"/>\n"
+                                "<Param name=\"ssl.server.cert\" value=\"\"/>\n"
+                                "<Param name=\"SSL.Server.Cert\" value=\"" + dir.file("gone.pem") +
+                                "\"/>\n"
+                                "<Param NAME=\"ssl.server.cert\" VALUE=\"" + cert + "\"/>\n"
+                                "</ServerVerify>\n"));
+    ZRNetConfig config;
+    ASSERT_TRUE(config.load(file.c_str()));
+    ServerVerify verify;
+    verify.certDir = "stale";
+    ASSERT_TRUE(config.getServerVerify(verify));
+    EXPECT_STREQ("", verify.certDir.c_str());
+    EXPECT_EQ(cert, verify.certFile.c_str());
+
+    // Setting names a file that must exist, joined from folder and name.
+    ServerVerify absent;
+    absent.certDir = dir.path().c_str();
+    absent.certFile = "gone.pem";
+    EXPECT_FALSE(config.setServerVerify(absent));
+    EXPECT_FALSE(config.setServerVerify(ServerVerify()));
+
+    std::string other = dir.file("other.pem");
+    writeFile(other, "other");
+    ServerVerify next;
+    next.certDir = dir.path().c_str();
+    next.certFile = "other.pem";
+    ASSERT_TRUE(config.setServerVerify(next));
+    EXPECT_EQ(network("", "<ServerVerify>\n<Param name=\"ssl.server.cert\" value=\"" + other +
+                              "\"/>\n</ServerVerify>\n"),
+              readFile(file));
+    ASSERT_TRUE(config.getServerVerify(verify));
+    EXPECT_EQ(other, verify.certFile.c_str());
+
+    // Once the file is gone the entry is ignored.
+    std::remove(other.c_str());
+    EXPECT_FALSE(config.getServerVerify(verify));
+    EXPECT_STREQ("", verify.certFile.c_str());
+
+    // Without a ServerVerify element one is created under the root.
+    writeFile(file, network(""));
+    ASSERT_TRUE(config.load(file.c_str()));
+    next.certFile = "ca.pem";
+    ASSERT_TRUE(config.setServerVerify(next));
+    EXPECT_EQ(network("", "<ServerVerify>\n<Param name=\"ssl.server.cert\" value=\"" + cert +
+                              "\"/>\n</ServerVerify>\n"),
+              readFile(file));
+}
+
+TEST_F(NetConfigTest, DefaultDocument) {
+    ASSERT_EQ(0, createDefaultNetwork(file.c_str()));
+    EXPECT_EQ(xmlDecl() +
+                  "<ZRNetClientSettings>\n"
+                  "<ServerList type=\"https\" mac=\"\" proxy=\"\" proxyuser=\"\" user=\"\" "
+                  "timeout=\"180\">\n"
+                  "<Server host=\"" +
+                  ZRNetConfig::DEFAULT_SERVER_HOST +
+                  "\"/>\n"
+                  "</ServerList>\n"
+                  "</ZRNetClientSettings>\n",
+              readFile(file));
+    EXPECT_EQ(readFile(file), defaultNetworkText().c_str());
+
+    ZRNetConfig config;
+    ASSERT_TRUE(config.load(file.c_str()));
+    NetSettings s;
+    ASSERT_TRUE(config.getSettings(s));
+    EXPECT_EQ(180, s.timeout);
+    EXPECT_STREQ("https", s.type.c_str());
+    ASSERT_EQ(1, s.servers.size());
+    EXPECT_STREQ(ZRNetConfig::DEFAULT_SERVER_HOST, s.servers.elementAt(0).host.c_str());
+
+    EXPECT_EQ(-1, createDefaultNetwork(""));
+    EXPECT_EQ(-1, createDefaultNetwork(dir.file("no/folder/zr-network").c_str()));
+}
+
+}  // namespace
