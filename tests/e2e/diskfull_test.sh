@@ -38,7 +38,7 @@ assert_same_file "$ZR_SCRATCH/inventory-before" "$CONF/zr-inventory" "inventory 
 expect 0 "ZRUpdate: network settings are changed
 " -S --server full1 --timeout 12
 assert_same_file "$ZR_SCRATCH/network-before" "$CONF/zr-network" "network settings after a full disk"
-expect 0 "3.0
+expect 0 "3.0.0.0
 " -v --id 3
 log_messages | grep -q "store network settings failed: " || fail "failed network save not logged"
 

@@ -35,20 +35,27 @@ run_case() {
   restore
   strace -f -qq -o "$ZR_SCRATCH/trace" -e trace="$(IFS=,; echo "${CALLS[*]}")" \
     "$ZRUPDATE_BIN" "${args[@]}" >/dev/null 2>&1
-  local call count n kills=0
+  local call count n kills=0 killed=0 before=0 after=0
   for call in "${CALLS[@]}"; do
     count=$(grep -cE "^[0-9]+ +$call\(" "$ZR_SCRATCH/trace" || true)
     ((count > MAX_PER_CALL)) && count=$MAX_PER_CALL
     for ((n = 1; n <= count; n++)); do
       restore
-      strace -f -qq -o /dev/null -e trace="$call" -e inject="$call":signal=SIGKILL:when="$n" \
-        "$ZRUPDATE_BIN" "${args[@]}" >/dev/null 2>&1
-      local rc=$?
+      # In a subshell whose standard error is dropped, so that the shell's
+      # "Killed" notice stays quiet.
+      local rc
+      rc=$({
+        strace -f -qq -o /dev/null -e trace="$call" -e inject="$call":signal=SIGKILL:when="$n" \
+          "$ZRUPDATE_BIN" "${args[@]}" >/dev/null 2>&1
+        echo $?
+      } 2>/dev/null)
+      ((rc == 128 + 9)) && killed=$((killed + 1))
       local expected_rerun=0
       if cmp -s "$CONF/$file" "$ZR_SCRATCH/previous"; then
-        :
+        before=$((before + 1))
       elif cmp -s "$CONF/$file" "$ZR_SCRATCH/new"; then
         expected_rerun=$done_status
+        after=$((after + 1))
       else
         diff "$ZR_SCRATCH/previous" "$CONF/$file" >&2
         fail "killed at $call #$n (status $rc) of ${args[*]}: $file is neither document"
@@ -63,7 +70,10 @@ run_case() {
     done
   done
   ((kills >= 5)) || fail "only $kills kill points reached for ${args[*]}"
-  echo "${args[*]}: $kills kill points checked"
+  # The kills must really happen, both before and after the change is made.
+  ((killed * 2 >= kills)) || fail "only $killed of $kills runs were killed"
+  ((before > 0 && after > 0)) || fail "kills left $before old and $after new documents"
+  echo "${args[*]}: $kills kill points, $killed killed, $before old and $after new documents"
 }
 
 restore() {

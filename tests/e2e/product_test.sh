@@ -14,7 +14,10 @@ expect 0 "Installed Orvanta products:
 
 $UPDATER_BLOCK" -s
 expect 0 "$UPDATER_BLOCK" -s --id 1000
-expect 0 "$UPDATER_BLOCK" --status --id ""
+# An empty id means all products.
+expect 0 "Installed Orvanta products: 
+
+$UPDATER_BLOCK" --status --id ""
 expect 255 "No any products exist in inventory" -s --id 5
 expect 0 "1.0.0.0
 " -v

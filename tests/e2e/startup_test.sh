@@ -114,8 +114,10 @@ expect 0 "" --moduleverify -r --id 78 --name M2 --path /opt/m2 --version 4.0
 zr -M -s
 assert_contains "$OUT" "ProductID:   78" "module registration"
 expect 255 "No any products exist in inventory" -s --id 78
-zr -M -S
-assert_contains "$OUT" "currentlist:     module.orvanta.test" "module network shown"
+# -M counts as an option of its own, so -M -S applies instead of showing.
+expect 0 "ZRUpdate: network settings are changed
+" -M -S
+grep -q 'host="module.orvanta.test"' "$CONF/zr-module-network" || fail "module servers kept"
 expect 0 "ZRUpdate: network settings are changed
 " -M -S --timeout 9
 grep -q 'timeout="9"' "$CONF/zr-module-network" || fail "module network not written"

@@ -129,16 +129,22 @@ bool checkOptions(CmdLine& cmdLine) {
     return false;
 }
 
-const char* usageText() { return kUsage; }
+const char* usageText() {
+    return kUsage;
+}
 
-void printUsage() { printText(kUsage); }
+void printUsage() {
+    printText(kUsage);
+}
 
 void printText(const char* text) {
     if (text == nullptr) return;
     std::fwrite(text, 1, std::strlen(text), stdout);
 }
 
-void printText(const String& text) { printText(text.c_str()); }
+void printText(const String& text) {
+    printText(text.c_str());
+}
 
 bool parseNumberOption(const String& text, long& out) {
     try {

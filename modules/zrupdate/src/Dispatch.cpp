@@ -52,7 +52,9 @@ int runUpdate(CmdLine& cmdLine) {
     return notAvailable("the update");
 }
 
-int runPing(CmdLine&) { return notAvailable("the ping"); }
+int runPing(CmdLine&) {
+    return notAvailable("the ping");
+}
 
 int runPackage(CmdLine& cmdLine) {
     long id = 0;

@@ -2,6 +2,7 @@
 
 #include <openssl/crypto.h>
 #include <openssl/ssl.h>
+
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -36,7 +37,7 @@ const char kPartialFilesFile[] = "conf/zr-partial-files";
 // strings and algorithm tables that older releases loaded and freed by hand
 // are handled by these two calls.
 class TlsLibrary {
-public:
+  public:
     TlsLibrary() { OPENSSL_init_ssl(OPENSSL_INIT_LOAD_SSL_STRINGS, nullptr); }
     ~TlsLibrary() { OPENSSL_cleanup(); }
     TlsLibrary(const TlsLibrary&) = delete;
@@ -56,7 +57,9 @@ void onAlarm(int) {
 }
 
 // A state file counts as present when it can be read and is not empty.
-bool hasContent(const char* name) { return File(ZRStoreFile::homeFile(name)).length() > 0; }
+bool hasContent(const char* name) {
+    return File(ZRStoreFile::homeFile(name)).length() > 0;
+}
 
 // Loads one document; an IOException (a file that cannot be opened) is
 // logged and leaves the document unloaded.

@@ -2,4 +2,6 @@
 // settings, and runs one command per process.
 #include "Startup.h"
 
-int main(int argc, char** argv) { return runZRUpdate(argc, argv); }
+int main(int argc, char** argv) {
+    return runZRUpdate(argc, argv);
+}

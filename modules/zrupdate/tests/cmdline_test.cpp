@@ -1,11 +1,12 @@
 // Command-line language: parse rules, the precedence of the option check,
 // the option checks of the product and network commands, the usage text.
+#include "CmdLine.h"
+
 #include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
 
-#include "CmdLine.h"
 #include "NetworkCommands.h"
 #include "ProductCommands.h"
 
@@ -13,7 +14,7 @@ namespace {
 
 // Owns an argv built from a list of words; the program name comes first.
 class Args {
-public:
+  public:
     explicit Args(std::vector<std::string> words) : storage(std::move(words)) {
         storage.insert(storage.begin(), "ZRUpdate");
         for (auto& w : storage) pointers.push_back(&w[0]);
@@ -22,7 +23,7 @@ public:
     int argc() const { return static_cast<int>(storage.size()); }
     char** argv() { return pointers.data(); }
 
-private:
+  private:
     std::vector<std::string> storage;
     std::vector<char*> pointers;
 };
@@ -70,8 +71,7 @@ TEST(CmdLineParse, SplitsNamesAndValues) {
               (Pairs{{"r", ""}, {"id", "5"}, {"name", "x y"}}));
     // A value can never begin with "-": the next option takes its place.
     EXPECT_EQ(parsed({"--id", "--name", "x"}), (Pairs{{"id", ""}, {"name", "x"}}));
-    EXPECT_EQ(parsed({"-S", "--timeout", "-5"}),
-              (Pairs{{"S", ""}, {"timeout", ""}, {"5", ""}}));
+    EXPECT_EQ(parsed({"-S", "--timeout", "-5"}), (Pairs{{"S", ""}, {"timeout", ""}, {"5", ""}}));
     // The last option has no candidate value.
     EXPECT_EQ(parsed({"-s", "--id"}), (Pairs{{"s", ""}, {"id", ""}}));
     // Stray words and a lone "-" are ignored; "--" is an option named "-".
@@ -115,7 +115,7 @@ TEST(CmdLineParse, LookupIsExactAndReadsTheFirstOccurrence) {
 
 // The prefix rule is the one overridable piece; parse must go through it.
 class SlashCmdLine : public CmdLine {
-public:
+  public:
     using CmdLine::CmdLine;
     int optionPrefixLength(const String& arg) const override {
         return arg.startsWith("/") && arg.length() > 1 ? 1 : 0;
@@ -155,7 +155,8 @@ TEST(CheckOptions, PrecedenceOfCommands) {
     EXPECT_TRUE(check({"--deregister", "--id", "5", "--name", "x"}).ok);
 
     // Status, update, ping and package need no checks and beat -S.
-    for (const char* cmd : {"-s", "--status", "-u", "--update", "-p", "--ping", "-P", "--package"}) {
+    for (const char* cmd :
+         {"-s", "--status", "-u", "--update", "-p", "--ping", "-P", "--package"}) {
         r = check({"-S", "--timeout", "bad", cmd});
         EXPECT_TRUE(r.ok) << cmd;
         EXPECT_EQ(r.output, "") << cmd;
@@ -200,9 +201,12 @@ TEST(CheckOptions, ProductOptionMessages) {
 }
 
 TEST(CheckOptions, ProductRecordIsFilled) {
-    Args args({"-r", "--id", "42", "--name", "Scanner", "--path", "/opt/s", "--desc", "d",
-               "--lang-code", "en", "--oem", "o", "--serialno", "SN", "--parent", "1,2",
-               "--version", "2.5", "--version-status", "beta", "--version-desc", "vd"});
+    Args args({"-r",      "--id",           "42",     "--name",
+               "Scanner", "--path",         "/opt/s", "--desc",
+               "d",       "--lang-code",    "en",     "--oem",
+               "o",       "--serialno",     "SN",     "--parent",
+               "1,2",     "--version",      "2.5",    "--version-status",
+               "beta",    "--version-desc", "vd"});
     CmdLine cmd(args.argc(), args.argv());
     cmd.parse();
     ZRProduct p;
@@ -233,7 +237,7 @@ TEST(CheckOptions, NetworkOptionMessages) {
     EXPECT_EQ(msg({"--type", "%s%n"}), "ZRUpdate: unsupported protocol type: '%s%n'\n");
     EXPECT_EQ(msg({"--isUsingProxy"}), "ZRUpdate: no isUsingProxy is specified!\n");
     EXPECT_EQ(msg({"--isUsingProxy", "yes"}), "ZRUpdate: unsupported isUsingProxy: 'yes'\n");
-    EXPECT_EQ(msg({"--proxyport", "80x"}), "ZRUpdate: invalid proxyport is specified!\n");
+    EXPECT_EQ(msg({"--proxyport", "80a"}), "ZRUpdate: invalid proxyport is specified!\n");
     EXPECT_EQ(msg({"--timeout", "-5"}), "ZRUpdate: no connection timeout is specified!\n");
     EXPECT_EQ(msg({"--timeout", "ten"}), "ZRUpdate: invalid connection timeout is specified!\n");
     EXPECT_EQ(msg({"--type", "hTTpS", "--isUsingProxy", "1", "--timeout", "0"}), "");
