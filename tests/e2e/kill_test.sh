@@ -11,6 +11,8 @@ command -v strace >/dev/null || { echo "SKIP: strace is not installed"; exit 0; 
 CALLS=(open openat creat write pwrite64 ftruncate fsync fdatasync rename renameat renameat2)
 MAX_PER_CALL=${ZR_KILL_MAX:-80}
 START="$ZR_SCRATCH/start"
+# The leak checker of a sanitizer build cannot run under a tracer.
+TRACED_ASAN="${ASAN_OPTIONS:-}${ASAN_OPTIONS:+:}detect_leaks=0"
 
 # Each case: the file it changes and the command line that changes it.
 # When the kill came after the change was made, running the command again
@@ -33,8 +35,9 @@ run_case() {
 
   # How often the run makes each call.
   restore
-  strace -f -qq -o "$ZR_SCRATCH/trace" -e trace="$(IFS=,; echo "${CALLS[*]}")" \
-    "$ZRUPDATE_BIN" "${args[@]}" >/dev/null 2>&1
+  ASAN_OPTIONS="$TRACED_ASAN" strace -f -qq -o "$ZR_SCRATCH/trace" \
+    -e trace="$(IFS=,; echo "${CALLS[*]}")" "$ZRUPDATE_BIN" "${args[@]}" >/dev/null 2>&1 ||
+    fail "traced run of ${args[*]}"
   local call count n kills=0 killed=0 before=0 after=0
   for call in "${CALLS[@]}"; do
     count=$(grep -cE "^[0-9]+ +$call\(" "$ZR_SCRATCH/trace" || true)
@@ -45,7 +48,7 @@ run_case() {
       # "Killed" notice stays quiet.
       local rc
       rc=$({
-        strace -f -qq -o /dev/null -e trace="$call" -e inject="$call":signal=SIGKILL:when="$n" \
+        ASAN_OPTIONS="$TRACED_ASAN" strace -f -qq -o /dev/null -e trace="$call" -e inject="$call":signal=SIGKILL:when="$n" \
           "$ZRUPDATE_BIN" "${args[@]}" >/dev/null 2>&1
         echo $?
       } 2>/dev/null)
