@@ -4,13 +4,13 @@
 //
 //   md5_bench <file> [repetitions]
 // Exit status 0 when the digests agree, 1 when they differ, 2 on usage errors.
+#include <sys/stat.h>
+
 #include <cctype>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
-
-#include <sys/stat.h>
 
 #include "MD5.h"
 #include "String.h"

@@ -11,7 +11,7 @@
 // file is closed or the process ends. Operations return 0 on success and -1
 // when the lock is not open; fcntl failures are passed through. Never throws.
 class FileLock : public ZRObject {
-public:
+  public:
     // Opens `path` as a private lock file (mode 0600); use open(path, true)
     // for a lock file that processes of other users may lock too.
     FileLock(const char* path, bool shared);
@@ -30,7 +30,7 @@ public:
     int remove();  // deletes the lock file (the lock stays open)
     bool isOpen() const { return fd != -1; }
 
-private:
+  private:
     static const int PATH_CAPACITY = 256;  // 255 characters and a NUL
 
     int fd;

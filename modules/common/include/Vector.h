@@ -13,7 +13,7 @@
 // short, and memory matters more than the number of reallocations.
 template <class T>
 class Vector : public ZRObject {
-public:
+  public:
     // `increment` 0 (or less) means 20.
     explicit Vector(int initialCapacity = 0, int increment = 20);
     Vector(const Vector& other);
@@ -41,7 +41,7 @@ public:
     bool isEmpty() const { return count_ == 0; }
     const T& lastElement() const;
 
-private:
+  private:
     static constexpr const char* UNIT = "../../../modules/common/include/../src/Vector";
 
     void checkIndex(int i) const;
@@ -56,10 +56,7 @@ private:
 
 template <class T>
 Vector<T>::Vector(int initialCapacity, int increment)
-    : items_(nullptr),
-      capacity_(0),
-      count_(0),
-      increment_(increment > 0 ? increment : 20) {
+    : items_(nullptr), capacity_(0), count_(0), increment_(increment > 0 ? increment : 20) {
     if (initialCapacity > 0) {
         items_ = allocateSlots(initialCapacity);
         capacity_ = initialCapacity;

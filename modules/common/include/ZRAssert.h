@@ -6,8 +6,8 @@
 // expression, the source unit and the operation to standard error and aborts.
 //
 //   ZR_ASSERT(count >= 1, "Mutex", "Semaphore::Semaphore(int = 1)");
-#define ZR_ASSERT(expr, unit, operation)                           \
-    do {                                                           \
+#define ZR_ASSERT(expr, unit, operation)                                  \
+    do {                                                                  \
         if (!(expr)) zrAssertionFailed(#expr, unit, __LINE__, operation); \
     } while (0)
 

@@ -2,15 +2,25 @@
 
 #include <ctime>
 
-Condition::Condition(Mutex& m) : mutex(&m) { pthread_cond_init(&handle, nullptr); }
+Condition::Condition(Mutex& m) : mutex(&m) {
+    pthread_cond_init(&handle, nullptr);
+}
 
-Condition::~Condition() { pthread_cond_destroy(&handle); }
+Condition::~Condition() {
+    pthread_cond_destroy(&handle);
+}
 
-int Condition::lock() { return mutex->lock(); }
+int Condition::lock() {
+    return mutex->lock();
+}
 
-int Condition::unlock() { return mutex->unlock(); }
+int Condition::unlock() {
+    return mutex->unlock();
+}
 
-int Condition::wait() { return pthread_cond_wait(&handle, &mutex->handle); }
+int Condition::wait() {
+    return pthread_cond_wait(&handle, &mutex->handle);
+}
 
 int Condition::wait(int seconds) {
     // The default condition clock is the real-time clock, the one time() reads.
@@ -20,6 +30,10 @@ int Condition::wait(int seconds) {
     return pthread_cond_timedwait(&handle, &mutex->handle, &deadline);
 }
 
-int Condition::signal() { return pthread_cond_signal(&handle); }
+int Condition::signal() {
+    return pthread_cond_signal(&handle);
+}
 
-int Condition::broadcast() { return pthread_cond_broadcast(&handle); }
+int Condition::broadcast() {
+    return pthread_cond_broadcast(&handle);
+}

@@ -8,9 +8,13 @@ Exception::Exception(const String& message) : message(message), line(0) {}
 
 Exception::~Exception() = default;
 
-const String& Exception::getMessage() const { return message; }
+const String& Exception::getMessage() const {
+    return message;
+}
 
-String Exception::getDescription() const { return message; }
+String Exception::getDescription() const {
+    return message;
+}
 
 String Exception::getLocation() const {
     String location(file);

@@ -30,7 +30,9 @@ FileLock::FileLock(const char* lockPath, bool /*shared*/)
     open(lockPath, false);
 }
 
-FileLock::~FileLock() { close(); }
+FileLock::~FileLock() {
+    close();
+}
 
 int FileLock::open(const char* lockPath, bool makeShared) {
     close();

@@ -11,15 +11,17 @@
 
 struct MD5::Context {
     uint32_t state[4];
-    uint64_t bitCount;          // message length in bits, modulo 2^64
-    unsigned char buffer[64];   // the incomplete block, (bitCount / 8) % 64 bytes
+    uint64_t bitCount;         // message length in bits, modulo 2^64
+    unsigned char buffer[64];  // the incomplete block, (bitCount / 8) % 64 bytes
 };
 
 namespace {
 
 const unsigned char PADDING[64] = {0x80};
 
-inline uint32_t rotateLeft(uint32_t x, int s) { return (x << s) | (x >> (32 - s)); }
+inline uint32_t rotateLeft(uint32_t x, int s) {
+    return (x << s) | (x >> (32 - s));
+}
 
 inline uint32_t loadLittleEndian(const unsigned char* p) {
 #if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
@@ -27,8 +29,7 @@ inline uint32_t loadLittleEndian(const unsigned char* p) {
     std::memcpy(&word, p, sizeof word);  // one unaligned load on this byte order
     return word;
 #else
-    return uint32_t(p[0]) | (uint32_t(p[1]) << 8) | (uint32_t(p[2]) << 16) |
-           (uint32_t(p[3]) << 24);
+    return uint32_t(p[0]) | (uint32_t(p[1]) << 8) | (uint32_t(p[2]) << 16) | (uint32_t(p[3]) << 24);
 #endif
 }
 
@@ -44,10 +45,10 @@ inline void storeLittleEndian(unsigned char* p, uint64_t value, int bytes) {
 #define MD5_H(b, c, d) ((b) ^ (c) ^ (d))
 #define MD5_I(b, c, d) ((c) ^ ((b) | ~(d)))
 
-#define MD5_STEP(f, a, b, c, d, x, t, s)      \
-    do {                                      \
-        (a) += f((b), (c), (d)) + (x) + (t);  \
-        (a) = rotateLeft((a), (s)) + (b);     \
+#define MD5_STEP(f, a, b, c, d, x, t, s)     \
+    do {                                     \
+        (a) += f((b), (c), (d)) + (x) + (t); \
+        (a) = rotateLeft((a), (s)) + (b);    \
     } while (0)
 
 // Runs the compression function over `blocks` consecutive 64-byte blocks.

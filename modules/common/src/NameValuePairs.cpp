@@ -2,7 +2,9 @@
 
 NameValuePairs::NameValuePairs() : pairs(0, 20) {}
 
-NameValuePairs::NameValuePairs(const NameValuePairs& other) : pairs(0, 20) { assign(other); }
+NameValuePairs::NameValuePairs(const NameValuePairs& other) : pairs(0, 20) {
+    assign(other);
+}
 
 NameValuePairs& NameValuePairs::operator=(const NameValuePairs& other) {
     if (this != &other) assign(other);
@@ -50,8 +52,14 @@ bool NameValuePairs::remove(const String& name) {
     return true;
 }
 
-NameValuePairs::Pair NameValuePairs::removeAt(int i) { return pairs.removeAt(i); }
+NameValuePairs::Pair NameValuePairs::removeAt(int i) {
+    return pairs.removeAt(i);
+}
 
-NameValuePairs::Pair& NameValuePairs::get(int i) { return pairs.elementAt(i); }
+NameValuePairs::Pair& NameValuePairs::get(int i) {
+    return pairs.elementAt(i);
+}
 
-const NameValuePairs::Pair& NameValuePairs::get(int i) const { return pairs.elementAt(i); }
+const NameValuePairs::Pair& NameValuePairs::get(int i) const {
+    return pairs.elementAt(i);
+}

@@ -19,7 +19,21 @@ const int STEP = 40;
 // Numbers are formatted here before they are appended.
 const int SCRATCH_SIZE = 80;
 
-int sign(int n) { return n < 0 ? -1 : (n > 0 ? 1 : 0); }
+int sign(int n) {
+    return n < 0 ? -1 : (n > 0 ? 1 : 0);
+}
+
+// A number rendered by printf into a scratch buffer of fixed size.
+struct Scratch {
+    char text[SCRATCH_SIZE];
+};
+
+template <class V>
+Scratch formatNumber(const char* format, V value) {
+    Scratch scratch;
+    std::snprintf(scratch.text, sizeof scratch.text, format, value);
+    return scratch;
+}
 
 // Length of `s`, stopping after `count` bytes or at a NUL.
 int boundedLength(const char* s, int count) {
@@ -28,7 +42,8 @@ int boundedLength(const char* s, int count) {
 
 int cStringLength(const char* s) {
     size_t n = std::strlen(s);
-    if (n > static_cast<size_t>(INT_MAX - STEP)) ZR_THROW(OutOfMemoryException, "Out of memory", UNIT);
+    if (n > static_cast<size_t>(INT_MAX - STEP))
+        ZR_THROW(OutOfMemoryException, "Out of memory", UNIT);
     return static_cast<int>(n);
 }
 
@@ -40,13 +55,21 @@ char* String::allocate(int size) {
     return block;
 }
 
-String::String() : capacity_(STEP), length_(0), buffer_(allocate(STEP)) { buffer_[0] = '\0'; }
+String::String() : capacity_(STEP), length_(0), buffer_(allocate(STEP)) {
+    buffer_[0] = '\0';
+}
 
-String::String(int capacity) : String() { ensureCapacity(capacity); }
+String::String(int capacity) : String() {
+    ensureCapacity(capacity);
+}
 
-String::String(const char* s) : String() { append(s); }
+String::String(const char* s) : String() {
+    append(s);
+}
 
-String::String(const char* s, int offset, int count) : String() { append(s, offset, count); }
+String::String(const char* s, int offset, int count) : String() {
+    append(s, offset, count);
+}
 
 String::String(const String& other)
     : ZRObject(other),
@@ -65,9 +88,13 @@ String& String::operator=(const String& other) {
     return *this;
 }
 
-String::~String() { delete[] buffer_; }
+String::~String() {
+    delete[] buffer_;
+}
 
-String String::toString() const { return *this; }
+String String::toString() const {
+    return *this;
+}
 
 void String::clear() {
     length_ = 0;
@@ -87,26 +114,27 @@ void String::ensureCapacity(int n) {
 
 // ---------------------------------------------------------------- low level
 
-void String::appendBytes(const char* src, int count) { insertBytes(length_, src, count); }
+void String::appendBytes(const char* src, int count) {
+    insertBytes(length_, src, count);
+}
 
 void String::insertBytes(int pos, const char* src, int count) {
     if (count <= 0) return;
     if (count > INT_MAX - STEP - length_) ZR_THROW(OutOfMemoryException, "Out of memory", UNIT);
     // The source may lie inside our own buffer (s.append(s), s.insert(0,
     // s.c_str() + 2)); growth would free it and the gap would shift it, so
-    // remember it by offset and copy it aside if the gap moves it.
-    bool inside = !std::less<const char*>()(src, buffer_) && std::less<const char*>()(src, buffer_ + capacity_);
+    // such a source is copied aside first.
+    bool inside = !std::less<const char*>()(src, buffer_) &&
+                  std::less<const char*>()(src, buffer_ + capacity_);
+    String aside;
     if (inside) {
-        String copy(count);
-        std::memcpy(copy.buffer_, src, static_cast<size_t>(count));
-        ensureCapacity(length_ + count);
-        std::memmove(buffer_ + pos + count, buffer_ + pos, static_cast<size_t>(length_ - pos));
-        std::memcpy(buffer_ + pos, copy.buffer_, static_cast<size_t>(count));
-    } else {
-        ensureCapacity(length_ + count);
-        std::memmove(buffer_ + pos + count, buffer_ + pos, static_cast<size_t>(length_ - pos));
-        std::memcpy(buffer_ + pos, src, static_cast<size_t>(count));
+        aside.ensureCapacity(count);
+        std::memcpy(aside.buffer_, src, static_cast<size_t>(count));
+        src = aside.buffer_;
     }
+    ensureCapacity(length_ + count);
+    std::memmove(buffer_ + pos + count, buffer_ + pos, static_cast<size_t>(length_ - pos));
+    std::memcpy(buffer_ + pos, src, static_cast<size_t>(count));
     length_ += count;
     buffer_[length_] = '\0';
 }
@@ -146,30 +174,50 @@ String& String::append(const String& s) {
     return *this;
 }
 
-String& String::append(const ZRObject& o) { return append(o.toString()); }
+String& String::append(const ZRObject& o) {
+    return append(o.toString());
+}
 
 String& String::append(char c) {
     appendBytes(&c, 1);
     return *this;
 }
 
-String& String::append(bool b) { return append(b ? "true" : "false"); }
+String& String::append(bool b) {
+    return append(b ? "true" : "false");
+}
 
-#define ZR_APPEND_FORMATTED(format, value)                \
-    char scratch[SCRATCH_SIZE];                           \
-    std::snprintf(scratch, sizeof scratch, format, value); \
-    return append(static_cast<const char*>(scratch))
+String& String::append(int n) {
+    return append(formatNumber("%d", n).text);
+}
 
-String& String::append(int n) { ZR_APPEND_FORMATTED("%d", n); }
-String& String::append(long n) { ZR_APPEND_FORMATTED("%ld", n); }
-String& String::append(double d) { ZR_APPEND_FORMATTED("%g", d); }
-String& String::append(float f) { ZR_APPEND_FORMATTED("%g", static_cast<double>(f)); }
-String& String::append(unsigned int n) { ZR_APPEND_FORMATTED("%u", n); }
-String& String::append(unsigned long n) { ZR_APPEND_FORMATTED("%lu", n); }
-String& String::append(long long n) { ZR_APPEND_FORMATTED("%lld", n); }
-String& String::append(unsigned long long n) { ZR_APPEND_FORMATTED("%llu", n); }
+String& String::append(long n) {
+    return append(formatNumber("%ld", n).text);
+}
 
-#undef ZR_APPEND_FORMATTED
+String& String::append(double d) {
+    return append(formatNumber("%g", d).text);
+}
+
+String& String::append(float f) {
+    return append(formatNumber("%g", static_cast<double>(f)).text);
+}
+
+String& String::append(unsigned int n) {
+    return append(formatNumber("%u", n).text);
+}
+
+String& String::append(unsigned long n) {
+    return append(formatNumber("%lu", n).text);
+}
+
+String& String::append(long long n) {
+    return append(formatNumber("%lld", n).text);
+}
+
+String& String::append(unsigned long long n) {
+    return append(formatNumber("%llu", n).text);
+}
 
 // ---------------------------------------------------------------- inserting
 
@@ -212,7 +260,9 @@ String& String::insert(int pos, const ZRObject& o) {
     return insert(pos, o.toString());
 }
 
-String& String::insert(int pos, bool b) { return insert(pos, b ? "true" : "false"); }
+String& String::insert(int pos, bool b) {
+    return insert(pos, b ? "true" : "false");
+}
 
 String& String::insert(int pos, int n) {
     checkInsertPosition(pos, length_);
@@ -260,7 +310,9 @@ String& String::replace(int from, int to, const char* s) {
     return *this = result;
 }
 
-String& String::replace(int from, int to, const String& s) { return replace(from, to, s.buffer_); }
+String& String::replace(int from, int to, const String& s) {
+    return replace(from, to, s.buffer_);
+}
 
 String& String::replace(char a, char b) {
     for (int i = 0; i < length_; i++) {
@@ -293,7 +345,8 @@ void String::setLength(int n) {
 
 String String::substring(int from) const {
     // Unlike substring(from, to), `from` equal to the length is refused.
-    if (from < 0 || from >= length_) ZR_THROW(ArrayIndexException, "Array index out of bounds", UNIT);
+    if (from < 0 || from >= length_)
+        ZR_THROW(ArrayIndexException, "Array index out of bounds", UNIT);
     String result(length_ - from);
     result.appendBytes(buffer_ + from, length_ - from);
     return result;
@@ -333,7 +386,9 @@ int String::indexOfIgnoreCase(const char* s, int from) const {
     return -1;
 }
 
-int String::lastIndexOf(char c) const { return lastIndexOf(c, length_ - 1); }
+int String::lastIndexOf(char c) const {
+    return lastIndexOf(c, length_ - 1);
+}
 
 int String::lastIndexOf(char c, int from) const {
     if (from < 0 || from >= length_ || c == '\0') return -1;
@@ -344,7 +399,9 @@ int String::lastIndexOf(char c, int from) const {
     return -1;
 }
 
-int String::lastIndexOf(const char* s) const { return lastIndexOf(s, length_ - 1); }
+int String::lastIndexOf(const char* s) const {
+    return lastIndexOf(s, length_ - 1);
+}
 
 int String::lastIndexOf(const char* s, int from) const {
     if (s == nullptr || from < 0 || from >= length_) return -1;
@@ -384,22 +441,30 @@ bool String::endsWithIgnoreCase(const char* s) const {
 
 // ---------------------------------------------------------------- comparing
 
-bool String::equals(const char* s) const { return s != nullptr && std::strcmp(buffer_, s) == 0; }
+bool String::equals(const char* s) const {
+    return s != nullptr && std::strcmp(buffer_, s) == 0;
+}
 
-bool String::equals(const String& s) const { return std::strcmp(buffer_, s.buffer_) == 0; }
+bool String::equals(const String& s) const {
+    return std::strcmp(buffer_, s.buffer_) == 0;
+}
 
 bool String::equalsIgnoreCase(const char* s) const {
     return s != nullptr && strcasecmp(buffer_, s) == 0;
 }
 
-bool String::equalsIgnoreCase(const String& s) const { return strcasecmp(buffer_, s.buffer_) == 0; }
+bool String::equalsIgnoreCase(const String& s) const {
+    return strcasecmp(buffer_, s.buffer_) == 0;
+}
 
 // Any text sorts after a null pointer.
 int String::compareTo(const char* s) const {
     return s == nullptr ? 1 : sign(std::strcmp(buffer_, s));
 }
 
-int String::compareTo(const String& s) const { return sign(std::strcmp(buffer_, s.buffer_)); }
+int String::compareTo(const String& s) const {
+    return sign(std::strcmp(buffer_, s.buffer_));
+}
 
 int String::compareToIgnoreCase(const char* s) const {
     return s == nullptr ? 1 : sign(strcasecmp(buffer_, s));
@@ -428,7 +493,9 @@ String& String::toUpperCase() {
 namespace {
 
 // True when `c` is one of the bytes of the C string `set` (never for NUL).
-bool isIn(char c, const char* set) { return c != '\0' && std::strchr(set, c) != nullptr; }
+bool isIn(char c, const char* set) {
+    return c != '\0' && std::strchr(set, c) != nullptr;
+}
 
 }  // namespace
 

@@ -14,8 +14,12 @@ TypedValue::TypedValue(const String& s)
       value(static_cast<int64_t>(reinterpret_cast<intptr_t>(s.c_str()))),
       text(s) {}
 
-TypedValue::TypedValue(long n) : type(TYPE_LONG), value(n), text() { text.append(n); }
+TypedValue::TypedValue(long n) : type(TYPE_LONG), value(n), text() {
+    text.append(n);
+}
 
 TypedValue::TypedValue(int n) : TypedValue(static_cast<long>(n)) {}
 
-String TypedValue::toString() const { return text; }
+String TypedValue::toString() const {
+    return text;
+}

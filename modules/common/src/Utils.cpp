@@ -67,9 +67,13 @@ int Utils::parseNumber(const char* text, int length, int base) {
     return static_cast<int>(value);
 }
 
-String Utils::getDate() { return formatNow("%Y-%m-%d"); }
+String Utils::getDate() {
+    return formatNow("%Y-%m-%d");
+}
 
-String Utils::getTime() { return formatNow("%H:%M:%S"); }
+String Utils::getTime() {
+    return formatNow("%H:%M:%S");
+}
 
 bool Utils::isNumeric(const char* s, const char* allowed) {
     if (s == nullptr || *s == '\0') return false;
@@ -90,7 +94,9 @@ bool Utils::equalBytes(const char* a, const char* b, unsigned n) {
     return true;
 }
 
-char Utils::hexDigit(int v) { return "0123456789ABCDEF"[v & 0xF]; }
+char Utils::hexDigit(int v) {
+    return "0123456789ABCDEF"[v & 0xF];
+}
 
 char Utils::hexByte(char high, char low) {
     return static_cast<char>((hexValue(high) << 4) | hexValue(low));

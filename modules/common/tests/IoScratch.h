@@ -16,19 +16,17 @@
 
 // A fresh folder under /tmp, removed with everything in it at the end.
 class ScratchDir {
-public:
+  public:
     ScratchDir() {
         char pattern[] = "/tmp/zr-io-test-XXXXXX";
         if (mkdtemp(pattern) == nullptr) throw std::runtime_error("mkdtemp failed");
         path_ = pattern;
     }
-    ~ScratchDir() {
-        nftw(path_.c_str(), removeEntry, 16, FTW_DEPTH | FTW_PHYS);
-    }
+    ~ScratchDir() { nftw(path_.c_str(), removeEntry, 16, FTW_DEPTH | FTW_PHYS); }
     const std::string& path() const { return path_; }
     std::string operator/(const std::string& name) const { return path_ + "/" + name; }
 
-private:
+  private:
     static int removeEntry(const char* p, const struct stat*, int, struct FTW*) {
         chmod(p, 0700);
         remove(p);
@@ -80,7 +78,7 @@ inline mode_t modeOf(const std::string& path) {
 
 // Runs with the working directory set to `dir`, restoring it afterwards.
 class WorkingDirectory {
-public:
+  public:
     explicit WorkingDirectory(const std::string& dir) {
         char buf[4096];
         if (getcwd(buf, sizeof buf) != nullptr) old_ = buf;
@@ -90,7 +88,7 @@ public:
         if (!old_.empty() && chdir(old_.c_str()) != 0) abort();
     }
 
-private:
+  private:
     std::string old_;
 };
 

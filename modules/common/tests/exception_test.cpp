@@ -1,6 +1,7 @@
+#include "Exception.h"
+
 #include <gtest/gtest.h>
 
-#include "Exception.h"
 #include "String.h"
 #include "test_printers.h"
 

@@ -2,7 +2,6 @@
 // until the parent unlocks or closes), the closed state, file modes and the
 // cut of long paths.
 #include <gtest/gtest.h>
-
 #include <poll.h>
 #include <signal.h>
 #include <stdlib.h>
@@ -19,7 +18,7 @@ namespace {
 
 // A scratch folder under /tmp, removed with its files at the end.
 class ScratchDir {
-public:
+  public:
     ScratchDir() {
         char name[] = "/tmp/zr-filelock-XXXXXX";
         path = mkdtemp(name) != nullptr ? name : "";

@@ -14,9 +14,13 @@
 
 namespace {
 
-std::string str(const String& s) { return std::string(s.c_str(), s.length()); }
+std::string str(const String& s) {
+    return std::string(s.c_str(), s.length());
+}
 
-std::string canonical(const char* path) { return str(File(path).getCanonicalPath()); }
+std::string canonical(const char* path) {
+    return str(File(path).getCanonicalPath());
+}
 
 std::vector<std::string> sortedList(const File& dir) {
     Vector<String> names;
@@ -221,7 +225,7 @@ TEST(FileChanges, CreateMakeDirectoriesAndRename) {
         WorkingDirectory cwd(scratch.path());
         EXPECT_TRUE(File("a/b/c").mkdirs());
         EXPECT_TRUE(File("a/b/c").isDirectory());
-        EXPECT_TRUE(File("a/b/c").mkdirs());  // already there
+        EXPECT_TRUE(File("a/b/c").mkdirs());     // already there
         EXPECT_FALSE(File("new/sub").mkdirs());  // under a regular file
     }
     EXPECT_TRUE(File(String((scratch / "x/y/z").c_str())).mkdirs());

@@ -20,12 +20,14 @@ namespace {
 
 const char* const kHeaderUnit = "../../../modules/common/include/io/InputStream";
 
-std::string str(const String& s) { return std::string(s.c_str(), s.length()); }
+std::string str(const String& s) {
+    return std::string(s.c_str(), s.length());
+}
 
 // An in-memory source that hands out at most `piece` bytes per read(buf, n)
 // and counts its calls, like a socket that delivers data in fragments.
 class PieceStream : public InputStream {
-public:
+  public:
     explicit PieceStream(std::string data, int piece = 1 << 30)
         : data(std::move(data)), piece(piece) {}
     int read() override {
@@ -56,7 +58,7 @@ public:
 
 // Only read() is given: every other operation is the base default.
 class ByteOnlyStream : public InputStream {
-public:
+  public:
     explicit ByteOnlyStream(std::string data) : data(std::move(data)) {}
     using InputStream::read;
     int read() override {
@@ -182,7 +184,8 @@ TEST(FileInputStreamMark, PipesAreNotSeekable) {
     EXPECT_FALSE(in.markSupported());
     EXPECT_EQ(in.available(), 3);  // counted by the system for a pipe
     std::string message = ioMessage([&] { in.mark(1); });
-    EXPECT_EQ(message, std::string("File::mark: ") + strerror(ESPIPE) + ", possibly non-seekable fd");
+    EXPECT_EQ(message,
+              std::string("File::mark: ") + strerror(ESPIPE) + ", possibly non-seekable fd");
     EXPECT_EQ(in.read(), 'x');
     EXPECT_EQ(ioMessage([&] { in.skip(1); }), strerror(ESPIPE));
     close(fds[1]);

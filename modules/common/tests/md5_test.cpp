@@ -1,8 +1,10 @@
 // MD5: the test suite of RFC 1321, input split at every position, reuse after
 // a digest, and md5File against the system's md5sum on files around the
 // 1024-byte read block.
-#include <gtest/gtest.h>
+#include "MD5.h"
 
+#include <gtest/gtest.h>
+#include <openssl/evp.h>
 #include <stdlib.h>
 #include <unistd.h>
 
@@ -12,7 +14,6 @@
 #include <fstream>
 #include <string>
 
-#include "MD5.h"
 #include "String.h"
 
 namespace {
@@ -81,6 +82,25 @@ TEST(MD5Test, PiecewiseInputGivesTheSameDigestAsOneUpdate) {
     String got;
     bytewise.finalHex(got);
     EXPECT_STREQ(expected.c_str(), got.c_str());
+}
+
+TEST(MD5Test, EveryMessageLengthAroundThePaddingBoundariesMatchesOpenSSL) {
+    // Lengths 0..300 cover every position of the end of the message within a
+    // block, including 55/56/57 where the length field moves to an extra block.
+    std::string data;
+    for (int i = 0; i < 300; ++i) data.push_back(static_cast<char>(i * 131 + 7));
+    for (size_t length = 0; length <= data.size(); ++length) {
+        unsigned char expected[EVP_MAX_MD_SIZE];
+        unsigned int expectedLength = 0;
+        ASSERT_EQ(1,
+                  EVP_Digest(data.data(), length, expected, &expectedLength, EVP_md5(), nullptr));
+        ASSERT_EQ(16u, expectedLength);
+        MD5 md5;
+        md5.update(data.data(), static_cast<unsigned>(length));
+        unsigned char digest[16];
+        md5.final(digest);
+        ASSERT_EQ(0, std::memcmp(expected, digest, 16)) << length << " bytes";
+    }
 }
 
 TEST(MD5Test, RawDigestResetReuseAndCopies) {

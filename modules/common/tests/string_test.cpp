@@ -1,9 +1,12 @@
+#include "String.h"
+
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <random>
+#include <string>
 
 #include "Exception.h"
-#include "String.h"
 #include "TypedValue.h"
 #include "Vector.h"
 #include "test_printers.h"
@@ -317,4 +320,81 @@ TEST(StringTest, ConcatenationBuildsANewString) {
     String b = a + "=" + String("value");
     EXPECT_STREQ("key=value", b.c_str());
     EXPECT_STREQ("key", a.c_str());
+}
+
+// Random edits applied both to a String and to a std::string model; after
+// each step the texts must agree and the capacity must follow the 40-byte rule.
+TEST(StringTest, RandomEditsAgreeWithAModel) {
+    std::mt19937 random(12345);
+    const char* pieces[] = {"",    "a",      "bc",
+                            "abc", "xyzxyz", "0123456789012345678901234567890123456789"};
+    String s;
+    std::string model;
+    for (int step = 0; step < 5000; step++) {
+        const char* piece = pieces[random() % 6];
+        int size = static_cast<int>(model.size());
+        int a = static_cast<int>(random() % (size + 2)) - 1;  // -1..size
+        int b = static_cast<int>(random() % (size + 2)) - 1;
+        bool rangeOk = a >= 0 && a < size && b >= 0 && b <= size && a <= b;
+        switch (random() % 7) {
+            case 0:
+                s.append(piece);
+                model += piece;
+                break;
+            case 1:
+                if (a >= 0 && a <= size) {
+                    s.insert(a, piece);
+                    model.insert(static_cast<size_t>(a), piece);
+                } else {
+                    EXPECT_THROW(s.insert(a, piece), ArrayIndexException);
+                }
+                break;
+            case 2:
+                if (rangeOk) {
+                    s.deleteChars(a, b);
+                    model.erase(static_cast<size_t>(a), static_cast<size_t>(b - a));
+                } else {
+                    EXPECT_THROW(s.deleteChars(a, b), ArrayIndexException);
+                }
+                break;
+            case 3:
+                if (rangeOk && a < b) {
+                    s.replace(a, b, piece);
+                    model.replace(static_cast<size_t>(a), static_cast<size_t>(b - a), piece);
+                } else {
+                    EXPECT_THROW(s.replace(a, b, piece), ArrayIndexException);
+                }
+                break;
+            case 4:
+                if (rangeOk) {
+                    EXPECT_STREQ(
+                        model.substr(static_cast<size_t>(a), static_cast<size_t>(b - a)).c_str(),
+                        s.substring(a, b).c_str());
+                } else {
+                    EXPECT_THROW(s.substring(a, b), ArrayIndexException);
+                }
+                break;
+            case 5: {
+                int from = a < 0 ? 0 : a;
+                size_t expected =
+                    from < size ? model.find(piece, static_cast<size_t>(from)) : std::string::npos;
+                EXPECT_EQ(expected == std::string::npos ? -1 : static_cast<int>(expected),
+                          s.indexOf(piece, from));
+                size_t last = size > 0 ? model.rfind(piece, static_cast<size_t>(size - 1))
+                                       : std::string::npos;
+                EXPECT_EQ(last == std::string::npos ? -1 : static_cast<int>(last),
+                          s.lastIndexOf(piece));
+                break;
+            }
+            default:
+                if (model.size() > 200) {
+                    s.setLength(10);
+                    model.resize(10);
+                }
+        }
+        ASSERT_STREQ(model.c_str(), s.c_str()) << "step " << step;
+        ASSERT_EQ(static_cast<int>(model.size()), s.length());
+        ASSERT_EQ(0, s.capacity() % 40);
+        ASSERT_GT(s.capacity(), s.length());
+    }
 }

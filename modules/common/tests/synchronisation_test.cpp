@@ -30,7 +30,9 @@ bool becomesTrue(const std::atomic<bool>& done) {
 }
 
 // Gives another thread time to run into a blocking call.
-void letOthersRun() { std::this_thread::sleep_for(std::chrono::milliseconds(100)); }
+void letOthersRun() {
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+}
 
 }  // namespace
 

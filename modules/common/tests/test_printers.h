@@ -6,6 +6,8 @@
 #include "String.h"
 
 // Lets GoogleTest show the text of a String in failure messages.
-inline void PrintTo(const String& s, std::ostream* os) { *os << '"' << s.c_str() << '"'; }
+inline void PrintTo(const String& s, std::ostream* os) {
+    *os << '"' << s.c_str() << '"';
+}
 
 #endif

@@ -1,5 +1,7 @@
 // Utils: strict number parsing with its messages, date and time texts, and
 // the character, hexadecimal, search and token helpers.
+#include "Utils.h"
+
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -7,7 +9,6 @@
 #include <string>
 
 #include "Exception.h"
-#include "Utils.h"
 
 namespace {
 
@@ -54,8 +55,14 @@ TEST(UtilsTest, ParseNumberReadsDigitsOfEachBase) {
     EXPECT_EQ(0xABC, Utils::parseNumber("aBc", 3, 16));
     EXPECT_EQ(8, Utils::parseNumber("10", 2, 8));
     EXPECT_EQ(1234, Utils::parseNumber("1234567", 4, 10)) << "only `length` bytes count";
-    EXPECT_EQ(7, Utils::parseNumber("\0" " 7", 3, 10)) << "NUL bytes are skipped like blanks";
-    EXPECT_EQ(5, Utils::parseNumber("5\0" "7", 3, 10)) << "a NUL after a digit ends the number";
+    EXPECT_EQ(7, Utils::parseNumber("\0"
+                                    " 7",
+                                    3, 10))
+        << "NUL bytes are skipped like blanks";
+    EXPECT_EQ(5, Utils::parseNumber("5\0"
+                                    "7",
+                                    3, 10))
+        << "a NUL after a digit ends the number";
     EXPECT_EQ(1, Utils::parseNumber("1g", 2, 16)) << "a non-hex byte after a digit ends it";
     EXPECT_EQ(7, Utils::parseNumber("7", 1, 2)) << "any other base means decimal";
     EXPECT_EQ(-1, Utils::parseNumber("4294967295", 10, 10)) << "32-bit arithmetic";
@@ -144,9 +151,9 @@ TEST(UtilsTest, GetTokenSkipsRunsOfDelimiters) {
         const char* delimiters;
         const char* expected;
     } cases[] = {
-        {"a,,b", 1, ",", "b"},   {"a,,b", 0, ",", "a"},      {",,a, b;c", 0, ",", "a"},
-        {"a, b;c", 1, ", ;", "b"}, {"a, b;c", 2, ", ;", "c"}, {"a,,b", 2, ",", nullptr},
-        {"", 0, ",", nullptr},   {",,,", 0, ",", nullptr},   {"whole", 0, nullptr, "whole"},
+        {"a,,b", 1, ",", "b"},     {"a,,b", 0, ",", "a"},      {",,a, b;c", 0, ",", "a"},
+        {"a, b;c", 1, ", ;", "b"}, {"a, b;c", 2, ", ;", "c"},  {"a,,b", 2, ",", nullptr},
+        {"", 0, ",", nullptr},     {",,,", 0, ",", nullptr},   {"whole", 0, nullptr, "whole"},
         {"a,b", -1, ",", nullptr}, {nullptr, 0, ",", nullptr},
     };
     for (const Case& c : cases) {

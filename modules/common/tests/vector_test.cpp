@@ -1,8 +1,9 @@
+#include "Vector.h"
+
 #include <gtest/gtest.h>
 
 #include "Exception.h"
 #include "String.h"
-#include "Vector.h"
 #include "test_printers.h"
 
 namespace {

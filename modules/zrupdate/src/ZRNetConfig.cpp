@@ -3,11 +3,12 @@
 #include <memory>
 
 #include "Exception.h"
-#include "Utils.h"
+#include "ZRDecimal.h"
 #include "ZRStoreFile.h"
 #include "ZRUpdateStore.h"
 #include "io/File.h"
 #include "util/Base64.h"
+#include "xml/XMLNode.h"
 #include "xml/XMLTree.h"
 
 namespace {
@@ -22,9 +23,9 @@ String decimal(long n) {
 }
 
 // A decimal number, or false when the text is not one.
-bool parseDecimal(const String& text, long& out) {
+bool tryDecimal(const String& text, long& out) {
     try {
-        out = Utils::parseNumber(text.c_str(), text.length(), 10);
+        out = parseDecimal(text);
         return true;
     } catch (Exception&) {
         return false;
@@ -130,11 +131,17 @@ bool ZRNetConfig::load(const char* file) {
     return loaded;
 }
 
-bool ZRNetConfig::isValid() const { return loaded; }
+bool ZRNetConfig::isValid() const {
+    return loaded;
+}
 
-const String& ZRNetConfig::getPath() const { return path; }
+const String& ZRNetConfig::getPath() const {
+    return path;
+}
 
-XMLTree* ZRNetConfig::tree() { return loaded ? doc.getTree() : nullptr; }
+XMLTree* ZRNetConfig::tree() {
+    return loaded ? doc.getTree() : nullptr;
+}
 
 bool ZRNetConfig::reload() {
     loaded = false;
@@ -173,8 +180,8 @@ bool ZRNetConfig::getSettings(NetSettings& out) {
         long port = 0;
         if (colon < 0) {
             out.proxyserver = proxy;
-        } else if (parseDecimal(colon + 1 < proxy.length() ? proxy.substring(colon + 1) : String(),
-                                port)) {
+        } else if (tryDecimal(colon + 1 < proxy.length() ? proxy.substring(colon + 1) : String(),
+                              port)) {
             out.proxyserver = proxy.substring(0, colon);
             out.proxyport = (int)port;
         } else {
@@ -188,7 +195,7 @@ bool ZRNetConfig::getSettings(NetSettings& out) {
     out.timeout = 0;
     String timeout = attribute(*list, "timeout");
     long seconds = 0;
-    if (!timeout.isEmpty() && parseDecimal(timeout, seconds)) out.timeout = (int)seconds;
+    if (!timeout.isEmpty() && tryDecimal(timeout, seconds)) out.timeout = (int)seconds;
 
     readServers(*list, out.servers);
     std::unique_ptr<XMLNode> saved(t->getNode(String("/OriginalServerList"), -1));
@@ -305,8 +312,8 @@ String defaultNetworkText() {
     ok = ok && setAttribute(t, "/ServerList", "user", String(""));
     ok = ok && setAttribute(t, "/ServerList", "timeout", decimal(ZRNetConfig::DEFAULT_TIMEOUT));
     ok = ok && t.addNode(String("/ServerList"), String("Server"), -1);
-    ok = ok && setAttribute(t, "/ServerList/Server", "host",
-                            String(ZRNetConfig::DEFAULT_SERVER_HOST), 0);
+    ok = ok &&
+         setAttribute(t, "/ServerList/Server", "host", String(ZRNetConfig::DEFAULT_SERVER_HOST), 0);
     if (ok) t.toString(text);
     return text;
 }

@@ -20,7 +20,7 @@
 // reads it back into memory, logs "ZRUpdate: store network settings failed: "
 // with the reason and reports false.
 class ZRNetConfig : public ZRObject {
-public:
+  public:
     // The update server named by the default document.
     static constexpr const char* DEFAULT_SERVER_HOST = "update.orvanta.com";
     // The connection timeout of the default document, in seconds.
@@ -53,7 +53,7 @@ public:
 
     bool save();
 
-private:
+  private:
     ZRNetConfig(const ZRNetConfig&) = delete;
     ZRNetConfig& operator=(const ZRNetConfig&) = delete;
 

@@ -5,10 +5,11 @@
 #include <memory>
 
 #include "Exception.h"
-#include "Utils.h"
+#include "ZRDecimal.h"
 #include "ZRPaths.h"
 #include "ZRStoreFile.h"
 #include "io/File.h"
+#include "xml/XMLNode.h"
 #include "xml/XMLTree.h"
 
 namespace {
@@ -19,11 +20,6 @@ String decimal(long n) {
     String text;
     text.append(n);
     return text;
-}
-
-// Decimal attribute values; a malformed number throws the parse exception.
-long parseDecimal(const String& text) {
-    return Utils::parseNumber(text.c_str(), text.length(), 10);
 }
 
 String attribute(XMLNode& node, const char* name) {
@@ -44,10 +40,18 @@ bool setAttribute(XMLTree& tree, const char* path, const char* name, const Strin
     return tree.setAttribute(String(path), String(name), value, index);
 }
 
-ZRVersionInfo& versionOf(ZRProduct& p) { return p.version; }
-const ZRVersionInfo& versionOf(const ZRProduct& p) { return p.version; }
-ZRProductInfo& infoOf(ZRProduct& p) { return p.info; }
-const ZRProductInfo& infoOf(const ZRProduct& p) { return p.info; }
+ZRVersionInfo& versionOf(ZRProduct& p) {
+    return p.version;
+}
+const ZRVersionInfo& versionOf(const ZRProduct& p) {
+    return p.version;
+}
+ZRProductInfo& infoOf(ZRProduct& p) {
+    return p.info;
+}
+const ZRProductInfo& infoOf(const ZRProduct& p) {
+    return p.info;
+}
 
 // Reads one InstalledProduct element. Child elements are recognised by their
 // exact name, wherever they stand.
@@ -76,8 +80,9 @@ ZRProduct readProduct(XMLNode& installed) {
                 attribute(*child, "status"), attribute(*child, "desc"));
         } else if (name.equals("ExtVersionInfo")) {
             // The text is kept as it stands: not numeric, all numbers 0.
-            versionOf(product) = ZRVersionInfo(VersionInfo(
-                attribute(*child, "version"), attribute(*child, "status"), attribute(*child, "desc")));
+            versionOf(product) =
+                ZRVersionInfo(VersionInfo(attribute(*child, "version"), attribute(*child, "status"),
+                                          attribute(*child, "desc")));
         }
     }
     return product;
@@ -186,11 +191,17 @@ bool ZRUpdateStore::load(const char* file) {
     return loaded;
 }
 
-bool ZRUpdateStore::isValid() const { return loaded; }
+bool ZRUpdateStore::isValid() const {
+    return loaded;
+}
 
-const String& ZRUpdateStore::getPath() const { return path; }
+const String& ZRUpdateStore::getPath() const {
+    return path;
+}
 
-XMLTree* ZRUpdateStore::tree() { return loaded ? doc.getTree() : nullptr; }
+XMLTree* ZRUpdateStore::tree() {
+    return loaded ? doc.getTree() : nullptr;
+}
 
 bool ZRUpdateStore::reload() {
     loaded = false;
@@ -305,9 +316,13 @@ bool ZRUpdateStore::removeProductElement(long id) {
     return false;
 }
 
-bool ZRUpdateStore::addProduct(const ZRProduct& p) { return appendProduct(p) && save(); }
+bool ZRUpdateStore::addProduct(const ZRProduct& p) {
+    return appendProduct(p) && save();
+}
 
-bool ZRUpdateStore::removeProduct(long id) { return removeProductElement(id) && save(); }
+bool ZRUpdateStore::removeProduct(long id) {
+    return removeProductElement(id) && save();
+}
 
 bool ZRUpdateStore::replaceProduct(long id, const ZRProduct& p) {
     try {
@@ -541,8 +556,8 @@ String defaultInventoryText() {
     if (ok) setPlatform(t, "/Inventory/PlatformInfo", platform);
     ok = ok && t.addNode(String("/Inventory"), String("Products"), -1);
     ok = ok && t.addNode(String("/Inventory/Products"), String("InstalledProduct"), -1);
-    ok = ok && writeProduct(t, String("/Inventory/Products/InstalledProduct"), 0,
-                            updaterProduct(), ProductForm::INVENTORY, false);
+    ok = ok && writeProduct(t, String("/Inventory/Products/InstalledProduct"), 0, updaterProduct(),
+                            ProductForm::INVENTORY, false);
     if (ok) t.toString(text);
     return text;
 }
@@ -563,11 +578,12 @@ int createDefaultDelayPackages(const char* path) {
 }
 
 int createDefaultDelayPackages() {
-    return createDefaultDelayPackages(
-        ZRStoreFile::homeFile(ZRStateFiles::DELAY_PACKAGES).c_str());
+    return createDefaultDelayPackages(ZRStoreFile::homeFile(ZRStateFiles::DELAY_PACKAGES).c_str());
 }
 
-int createDefaultPartialFiles(const char* path) { return createEmptyDocument(path, "PartialFiles"); }
+int createDefaultPartialFiles(const char* path) {
+    return createEmptyDocument(path, "PartialFiles");
+}
 
 int createDefaultPartialFiles() {
     return createDefaultPartialFiles(ZRStoreFile::homeFile(ZRStateFiles::PARTIAL_FILES).c_str());

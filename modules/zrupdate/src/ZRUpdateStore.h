@@ -41,7 +41,7 @@ struct PlatformRecord {
 // a write fails the file keeps its previous content, the document in memory
 // is read back from it, the reason is logged and the change reports failure.
 class ZRUpdateStore : public ZRObject {
-public:
+  public:
     // A store whose replaceProduct reloads the standard inventory under the
     // home directory.
     ZRUpdateStore();
@@ -89,7 +89,7 @@ public:
     // Partial-download configuration ("conf/zr-partial-config").
     bool getSizeLimit(SizeLimit& out);
 
-private:
+  private:
     ZRUpdateStore(const ZRUpdateStore&) = delete;
     ZRUpdateStore& operator=(const ZRUpdateStore&) = delete;
 

@@ -13,7 +13,7 @@
 
 // A fresh folder under /tmp, removed with everything in it at the end.
 class ScratchDir {
-public:
+  public:
     ScratchDir() {
         char name[] = "/tmp/zr-store-test.XXXXXX";
         if (mkdtemp(name) == nullptr) throw std::runtime_error("mkdtemp failed");
@@ -29,7 +29,7 @@ public:
     const std::string& path() const { return path_; }
     std::string file(const std::string& name) const { return path_ + "/" + name; }
 
-private:
+  private:
     std::string path_;
 };
 
@@ -45,9 +45,13 @@ inline void writeFile(const std::string& path, const std::string& content) {
     out << content;
 }
 
-inline bool fileExists(const std::string& path) { return std::filesystem::exists(path); }
+inline bool fileExists(const std::string& path) {
+    return std::filesystem::exists(path);
+}
 
 // The declaration line every document written by the stores begins with.
-inline std::string xmlDecl() { return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"; }
+inline std::string xmlDecl() {
+    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
+}
 
 #endif

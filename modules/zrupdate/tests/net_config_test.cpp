@@ -13,7 +13,9 @@
 
 namespace {
 
-std::string encoded(const char* text) { return Base64::encode(String(text)).c_str(); }
+std::string encoded(const char* text) {
+    return Base64::encode(String(text)).c_str();
+}
 
 std::string network(const std::string& attributes, const std::string& rest = "") {
     return xmlDecl() + "<ZRNetClientSettings>\n<ServerList" + attributes +
@@ -21,7 +23,7 @@ std::string network(const std::string& attributes, const std::string& rest = "")
 }
 
 class NetConfigTest : public ::testing::Test {
-protected:
+  protected:
     ScratchDir dir;
     std::string file = dir.file("zr-network");
 
@@ -111,8 +113,8 @@ TEST_F(NetConfigTest, DefaultsAndOddValues) {
 }
 
 TEST_F(NetConfigTest, Credentials) {
-    NetSettings s = read(network(" proxyuser=\"" + encoded("alice") + "\" user=\"" +
-                                 encoded(":pw") + "\""));
+    NetSettings s =
+        read(network(" proxyuser=\"" + encoded("alice") + "\" user=\"" + encoded(":pw") + "\""));
     EXPECT_STREQ("", s.proxyuser.c_str());
     EXPECT_STREQ("", s.proxypass.c_str());
     EXPECT_STREQ("", s.user.c_str());
@@ -132,11 +134,11 @@ TEST_F(NetConfigTest, Credentials) {
 }
 
 TEST_F(NetConfigTest, ServerLists) {
-    NetSettings s = read(
-        xmlDecl() +
-        "<ZRNetClientSettings>\n<ServerList>\n<Server host=\"one\"/>\n<Server/>\n"
-        "<Mirror HOST=\"two\"/>\n</ServerList>\n<OriginalServerList>\n<Server host=\"old\"/>\n"
-        "</OriginalServerList>\n</ZRNetClientSettings>\n");
+    NetSettings s =
+        read(xmlDecl() +
+             "<ZRNetClientSettings>\n<ServerList>\n<Server host=\"one\"/>\n<Server/>\n"
+             "<Mirror HOST=\"two\"/>\n</ServerList>\n<OriginalServerList>\n<Server host=\"old\"/>\n"
+             "</OriginalServerList>\n</ZRNetClientSettings>\n");
     ASSERT_EQ(2, s.servers.size());
     EXPECT_STREQ("one", s.servers.elementAt(0).host.c_str());
     EXPECT_STREQ("two", s.servers.elementAt(1).host.c_str());
@@ -223,12 +225,18 @@ TEST_F(NetConfigTest, WritesTheExactTextAndReadsItBack) {
 TEST_F(NetConfigTest, ServerCertificate) {
     std::string cert = dir.file("ca.pem");
     writeFile(cert, "certificate");
-    writeFile(file, network("", "<ServerVerify>\n"
-                                "<Param name=\"other\" value=\"" + cert + "\"/>\n"
-                                "<Param name=\"ssl.server.cert\" value=\"\"/>\n"
-                                "<Param name=\"SSL.Server.Cert\" value=\"" + dir.file("gone.pem") +
+    writeFile(file, network("",
+                            "<ServerVerify>\n"
+                            "<Param name=\"other\" value=\"" +
+                                cert +
                                 "\"/>\n"
-                                "<Param NAME=\"ssl.server.cert\" VALUE=\"" + cert + "\"/>\n"
+                                "<Param name=\"ssl.server.cert\" value=\"\"/>\n"
+                                "<Param name=\"SSL.Server.Cert\" value=\"" +
+                                dir.file("gone.pem") +
+                                "\"/>\n"
+                                "<Param NAME=\"ssl.server.cert\" VALUE=\"" +
+                                cert +
+                                "\"/>\n"
                                 "</ServerVerify>\n"));
     ZRNetConfig config;
     ASSERT_TRUE(config.load(file.c_str()));

@@ -21,7 +21,7 @@ ZRPartialFileInfo partial(long id, const char* url, const char* path, long size,
 }
 
 class StateFilesTest : public ::testing::Test {
-protected:
+  protected:
     ScratchDir dir;
     std::string partialFiles = dir.file("zr-partial-files");
 };
@@ -151,8 +151,9 @@ TEST_F(StateFilesTest, SizeLimits) {
     EXPECT_EQ(5, limit.ids.elementAt(0));
     EXPECT_EQ(9, limit.ids.elementAt(1));
 
-    writeFile(config, xmlDecl() + "<SizeLimit MinSize=\"1048576\">\n<P id=\"x\"/>\n"
-                                  "<P id=\"12\"/>\n</SizeLimit>\n");
+    writeFile(config, xmlDecl() +
+                          "<SizeLimit MinSize=\"1048576\">\n<P id=\"x\"/>\n"
+                          "<P id=\"12\"/>\n</SizeLimit>\n");
     ASSERT_TRUE(store.load(config.c_str()));
     ASSERT_TRUE(store.getSizeLimit(limit));
     EXPECT_EQ(1048576, limit.minSize);

@@ -44,7 +44,7 @@ ZRProduct bigProduct(long id) {
 }
 
 class FailingDiskTest : public ::testing::Test {
-protected:
+  protected:
     ScratchDir scratch;
     std::string mountPoint = scratch.file("disk");
     std::string logFile = scratch.file("zrupdate.log");
@@ -96,8 +96,8 @@ protected:
     }
 
     void remountReadOnly() {
-        ASSERT_EQ(0, ::mount("tmpfs", mountPoint.c_str(), "tmpfs", MS_REMOUNT | MS_RDONLY,
-                             "size=64k"))
+        ASSERT_EQ(0,
+                  ::mount("tmpfs", mountPoint.c_str(), "tmpfs", MS_REMOUNT | MS_RDONLY, "size=64k"))
             << std::strerror(errno);
     }
 

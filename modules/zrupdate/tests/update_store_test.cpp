@@ -54,7 +54,7 @@ ZRProduct product(long id, const char* name, const ZRVersionInfo& version) {
 }
 
 class InventoryStoreTest : public ::testing::Test {
-protected:
+  protected:
     ScratchDir dir;
     std::string file = dir.file("zr-inventory");
 
@@ -171,8 +171,9 @@ TEST_F(InventoryStoreTest, InventoryAsTopElementWithChildrenInAnyOrder) {
 
 TEST_F(InventoryStoreTest, MissingOrEmptyProductList) {
     ZRUpdateStore store(String(file.c_str()));
-    loadSample(store, xmlDecl() + "<ZRUpdateClientSettings>\n<Inventory>\n</Inventory>\n"
-                                  "</ZRUpdateClientSettings>\n");
+    loadSample(store, xmlDecl() +
+                          "<ZRUpdateClientSettings>\n<Inventory>\n</Inventory>\n"
+                          "</ZRUpdateClientSettings>\n");
     Vector<ZRProduct> products;
     EXPECT_EQ(-1, store.getProducts(products));
     EXPECT_FALSE(store.addProduct(product(1, "A", ZRVersionInfo(String("1.0")))));
@@ -247,11 +248,12 @@ TEST_F(InventoryStoreTest, RemoveTakesTheRightElementAndLeavesAnEmptyList) {
     loadSample(store);
     ASSERT_TRUE(store.removeProduct(1000));
     ASSERT_TRUE(store.removeProduct(7));
-    EXPECT_EQ(xmlDecl() +
-                  "<ZRUpdateClientSettings>\n<Inventory>\n"
-                  "<PlatformInfo os=\"Linux\" vendor=\"RedHat\" arch=\"x86_64\" version=\"5.10\"/>\n"
-                  "<Products/>\n</Inventory>\n</ZRUpdateClientSettings>\n",
-              readFile(file));
+    EXPECT_EQ(
+        xmlDecl() +
+            "<ZRUpdateClientSettings>\n<Inventory>\n"
+            "<PlatformInfo os=\"Linux\" vendor=\"RedHat\" arch=\"x86_64\" version=\"5.10\"/>\n"
+            "<Products/>\n</Inventory>\n</ZRUpdateClientSettings>\n",
+        readFile(file));
     Vector<ZRProduct> products;
     EXPECT_EQ(0, store.getProducts(products));
 }
@@ -390,9 +392,8 @@ TEST_F(InventoryStoreTest, DefaultInventoryDescribesThisMachineAndTheUpdater) {
     ASSERT_EQ(0, createDefaultInventory(file.c_str()));
     std::string home = ZRPaths::HOME;
     EXPECT_EQ(xmlDecl() + "<ZRUpdateClientSettings>\n<Inventory>\n<PlatformInfo os=\"" +
-                  detected.os.c_str() + "\" vendor=\"" + detected.vendor.c_str() +
-                  "\" arch=\"" + detected.arch.c_str() + "\" version=\"" +
-                  detected.version.c_str() +
+                  detected.os.c_str() + "\" vendor=\"" + detected.vendor.c_str() + "\" arch=\"" +
+                  detected.arch.c_str() + "\" version=\"" + detected.version.c_str() +
                   "\"/>\n<Products>\n<InstalledProduct>\n"
                   "<ProductInfo id=\"1000\" name=\"Updater\" desc=\"Orvanta Updater\" "
                   "installPath=\"" +

@@ -8,7 +8,7 @@
 // The one way documents are written to their files: at every instant the
 // file holds either the whole previous document or the whole new one.
 class AtomicFile {
-public:
+  public:
     // Replaces the file at path (the target, when path is a symbolic link)
     // with the length bytes at data, keeping its mode and owner; a new file
     // gets the mode FileOutputStream gives (0666 less the umask). Throws
@@ -36,8 +36,7 @@ public:
     // The real calls, which replace(path, data, length) uses.
     static const SystemCalls& systemCalls();
     // replace() through the given calls; for tests only.
-    static void replace(const String& path, const char* data, int length,
-                        const SystemCalls& calls);
+    static void replace(const String& path, const char* data, int length, const SystemCalls& calls);
 };
 
 #endif

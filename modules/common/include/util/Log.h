@@ -20,7 +20,7 @@ class DebugLog;
 // The base class writes messages as they are; FileLog and its subclasses put
 // the date, the time and the level word in front.
 class Log {
-public:
+  public:
     // Level words written by log(message, level).
     enum Level { LEVEL_INFO = 0, LEVEL_WARNING = 1, LEVEL_ERROR = 2, LEVEL_DEBUG = 3 };
 
@@ -75,7 +75,7 @@ public:
     static void setEnabled(bool on);
     static bool isEnabled();
 
-protected:
+  protected:
     // The one way text reaches a stream: adds the final "\n" when missing,
     // then beginWrite(), one write call, endWrite().
     void writeText(const String& text);
@@ -84,7 +84,7 @@ protected:
 
     OutputStream* out;
 
-private:
+  private:
     static bool enabled;
     static int mode;
     static int maxSizeKB;
@@ -99,7 +99,7 @@ private:
 //   log(message, level)  "2006-03-14 09:05:01\terror\tmessage"
 //   log(record)          "2006-03-14 09:05:01\tvalue1\tvalue2" (tabs in values become blanks)
 class FileLog : public Log {
-public:
+  public:
     // A log on a borrowed stream, with no file.
     explicit FileLog(OutputStream* out);
     // A log on the file `path`, opened for appending.
@@ -117,11 +117,13 @@ public:
 
     // Points the log at `path`: "" means standard error (returns false); an
     // already open descriptor on the same file is kept; otherwise the file is
-    // opened for appending, created with mode 0666 when missing.
+    // opened for appending, created with mode 0666 when missing. A file that
+    // cannot be opened gives false, and writes then throw IOException
+    // "<path>: <reason>" until an open succeeds.
     virtual bool open(const char* path);
     virtual const String& getFileName() const;
 
-protected:
+  protected:
     // "YYYY-MM-DD HH:MM:SS" of the local time.
     static String timeStamp();
     // Closes and forgets an owned stream; the log then has no stream until
@@ -139,7 +141,7 @@ protected:
 // the temporary directory, and whose file rotates into numbered copies:
 // name.1 (newest) .. name.N (oldest).
 class RotationFileLog : public FileLog {
-public:
+  public:
     explicit RotationFileLog(OutputStream* out);
     explicit RotationFileLog(const char* path);
     ~RotationFileLog() override;
@@ -161,13 +163,13 @@ public:
     // The lock file path of the log file name `path` with `suffix`.
     static String lockFilePath(const String& path, const char* suffix);
 
-protected:
+  protected:
     void beginWriteWithin(int limitKB);
     void endWriteWithin(int limitKB);
     String nextNameWithin(const String& name, int count);
     void trimWithin(int keep, int limitKB);
 
-private:
+  private:
     // Moves the file aside and shifts the numbered copies; called with
     // writeLock held. `threshold` is the size from which the file is moved.
     void rotate(long threshold);
@@ -184,7 +186,7 @@ private:
 // The debug log: a rotating log with limits of its own (1024 KB, 100 copies)
 // that the diagnostic messages go to while it is enabled.
 class DebugLog : public RotationFileLog {
-public:
+  public:
     explicit DebugLog(OutputStream* out);
     explicit DebugLog(const char* path);
 
@@ -201,7 +203,7 @@ public:
     int getSizeLimitKB() const { return maxSizeKB; }
     int getCountLimit() const { return maxCount; }
 
-private:
+  private:
     bool enabled;
     int maxSizeKB;
     int maxCount;

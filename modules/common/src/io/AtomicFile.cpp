@@ -29,7 +29,9 @@ const int kNameAttempts = 100;
     ZR_THROW(IOException, pathErrorText(path.c_str(), error).c_str(), kUnit);
 }
 
-int realOpenFolder(const char* path) { return open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC); }
+int realOpenFolder(const char* path) {
+    return open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+}
 
 // Exclusive creation never follows a link and never reuses a file that is
 // already there (for instance one left by a killed run).
@@ -45,11 +47,13 @@ int realRename(int folderFd, const char* from, const char* to) {
     return renameat(folderFd, from, folderFd, to);
 }
 
-int realUnlink(int folderFd, const char* name) { return unlinkat(folderFd, name, 0); }
+int realUnlink(int folderFd, const char* name) {
+    return unlinkat(folderFd, name, 0);
+}
 
 const AtomicFile::SystemCalls kRealCalls = {
-    realOpenFolder, realCreateNew, ::write, ::fsync, ::fchown, ::fchmod,
-    ::close,        realLink,      realRename, realUnlink,
+    realOpenFolder, realCreateNew, ::write,  ::fsync,    ::fchown,
+    ::fchmod,       ::close,       realLink, realRename, realUnlink,
 };
 
 String folderOf(const String& path) {
@@ -91,8 +95,8 @@ String uniqueSuffix() {
     if (getrandom(bytes, sizeof bytes, GRND_NONBLOCK) != static_cast<ssize_t>(sizeof bytes)) {
         struct timespec now;
         clock_gettime(CLOCK_MONOTONIC, &now);
-        unsigned long mix = static_cast<unsigned long>(now.tv_nsec) ^
-                            (static_cast<unsigned long>(getpid()) << 20);
+        unsigned long mix =
+            static_cast<unsigned long>(now.tv_nsec) ^ (static_cast<unsigned long>(getpid()) << 20);
         for (unsigned char& byte : bytes) {
             byte = static_cast<unsigned char>(mix);
             mix = mix * 6364136223846793005UL + 1442695040888963407UL;
@@ -142,7 +146,9 @@ bool writeAll(const AtomicFile::SystemCalls& calls, int fd, const char* data, in
 }
 }  // namespace
 
-const AtomicFile::SystemCalls& AtomicFile::systemCalls() { return kRealCalls; }
+const AtomicFile::SystemCalls& AtomicFile::systemCalls() {
+    return kRealCalls;
+}
 
 void AtomicFile::replace(const String& path, const char* data, int length) {
     replace(path, data, length, kRealCalls);
@@ -151,6 +157,7 @@ void AtomicFile::replace(const String& path, const char* data, int length) {
 void AtomicFile::replace(const String& path, const char* data, int length,
                          const SystemCalls& calls) {
     if (length < 0 || (data == nullptr && length > 0)) fail(path, EINVAL);
+    if (path.isEmpty()) fail(path, ENOENT);  // as opening "" would
     String target = resolveLinks(path);
     if (target.endsWith("/")) fail(path, EISDIR);
     String name = target.substring(target.lastIndexOf('/') + 1);

@@ -25,7 +25,9 @@ BufferedInputStream::BufferedInputStream(InputStream* in, int size)
       bufferSize(size > 0 ? size : 1),
       initialSize(bufferSize) {}
 
-BufferedInputStream::~BufferedInputStream() { close(); }
+BufferedInputStream::~BufferedInputStream() {
+    close();
+}
 
 void BufferedInputStream::close() {
     if (closed) return;

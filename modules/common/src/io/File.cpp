@@ -25,7 +25,9 @@ String withSeparator(const String& dir, const String& name) {
     return joined;
 }
 
-bool statPath(const String& path, struct stat& info) { return stat(path.c_str(), &info) == 0; }
+bool statPath(const String& path, struct stat& info) {
+    return stat(path.c_str(), &info) == 0;
+}
 
 // Three textual passes over an absolute path: "./" segments, runs of "/",
 // then "/../" segments.
@@ -95,9 +97,13 @@ File::File(const String& path) : path(path) {}
 
 File::File(const String& dir, const String& name) : path(withSeparator(dir, name)) {}
 
-String File::getSeparator() { return String("/"); }
+String File::getSeparator() {
+    return String("/");
+}
 
-String File::getTempDirectory() { return String("/tmp"); }
+String File::getTempDirectory() {
+    return String("/tmp");
+}
 
 String File::getName() const {
     int slash = path.lastIndexOf('/');
@@ -112,7 +118,9 @@ String File::getParent() const {
     return path.substring(0, slash);
 }
 
-bool File::isAbsolute() const { return path.startsWith("/"); }
+bool File::isAbsolute() const {
+    return path.startsWith("/");
+}
 
 String File::getAbsolutePath() const {
     if (isAbsolute()) return path;
@@ -133,13 +141,21 @@ String File::getCanonicalPath() const {
     return resolveParentSegments(text.c_str(), text.length());
 }
 
-int File::compareTo(const String& other) const { return path.compareTo(other.c_str()); }
+int File::compareTo(const String& other) const {
+    return path.compareTo(other.c_str());
+}
 
-bool File::exists() const { return access(path.c_str(), F_OK) == 0; }
+bool File::exists() const {
+    return access(path.c_str(), F_OK) == 0;
+}
 
-bool File::canRead() const { return access(path.c_str(), R_OK) == 0; }
+bool File::canRead() const {
+    return access(path.c_str(), R_OK) == 0;
+}
 
-bool File::canWrite() const { return access(path.c_str(), W_OK) == 0; }
+bool File::canWrite() const {
+    return access(path.c_str(), W_OK) == 0;
+}
 
 bool File::isDirectory() const {
     struct stat info;
@@ -207,7 +223,9 @@ bool File::createNewFile() const {
     return true;
 }
 
-bool File::mkdir() const { return ::mkdir(path.c_str(), 0700) == 0; }
+bool File::mkdir() const {
+    return ::mkdir(path.c_str(), 0700) == 0;
+}
 
 bool File::mkdirs() const {
     if (exists() || mkdir()) return true;

@@ -16,7 +16,9 @@ const char* const kUnit = "io/InputStream";
     ZR_THROW(IOException, systemErrorText(errorNumber).c_str(), kUnit);
 }
 
-bool isStreamLike(mode_t mode) { return S_ISCHR(mode) || S_ISFIFO(mode) || S_ISSOCK(mode); }
+bool isStreamLike(mode_t mode) {
+    return S_ISCHR(mode) || S_ISFIFO(mode) || S_ISSOCK(mode);
+}
 }  // namespace
 
 // Close-on-exec, so that started programs do not inherit the descriptor.

@@ -29,7 +29,9 @@ int openFlags(int mode) {
 
 // A short write leaves errno untouched; report it as what it almost always
 // is, a full device.
-int writeError(ssize_t written) { return written < 0 ? errno : ENOSPC; }
+int writeError(ssize_t written) {
+    return written < 0 ? errno : ENOSPC;
+}
 }  // namespace
 
 // Close-on-exec: the install scripts and unpackers this process starts must

@@ -7,11 +7,17 @@ const char* const kUnit = "../../../modules/common/include/io/InputStream";
 const int kSkipChunk = 512;
 }  // namespace
 
-int InputStream::available() { ZR_THROW(IOException, "Unimplemented", kUnit); }
+int InputStream::available() {
+    ZR_THROW(IOException, "Unimplemented", kUnit);
+}
 
-void InputStream::close() { ZR_THROW(IOException, "Unimplemented", kUnit); }
+void InputStream::close() {
+    ZR_THROW(IOException, "Unimplemented", kUnit);
+}
 
-int InputStream::read() { ZR_THROW(IOException, "Unimplemented", kUnit); }
+int InputStream::read() {
+    ZR_THROW(IOException, "Unimplemented", kUnit);
+}
 
 int InputStream::read(char* buf, int n) {
     int stored = 0;
@@ -37,7 +43,9 @@ int InputStream::skip(int n) {
     return skipped;
 }
 
-bool InputStream::markSupported() { return false; }
+bool InputStream::markSupported() {
+    return false;
+}
 
 void InputStream::mark(int) {}
 

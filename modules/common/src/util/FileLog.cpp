@@ -18,7 +18,7 @@ namespace {
 // Stands in for a log file that could not be opened: every write reports why,
 // so the caller of log() learns of the failure instead of losing lines.
 class UnopenedFileStream : public OutputStream {
-public:
+  public:
     explicit UnopenedFileStream(const String& reason) : reason(reason) {}
 
     using OutputStream::write;
@@ -26,7 +26,7 @@ public:
     void write(char) override { fail(); }
     void write(const char*, int) override { fail(); }
 
-private:
+  private:
     [[noreturn]] void fail() { ZR_THROW(IOException, reason, "util/Log"); }
 
     String reason;
@@ -40,7 +40,9 @@ FileLog::FileLog(const char* path) : Log(nullptr), fileName(), fd(-1), ownsStrea
     FileLog::open(path);
 }
 
-FileLog::~FileLog() { closeStream(); }
+FileLog::~FileLog() {
+    closeStream();
+}
 
 String FileLog::timeStamp() {
     // One reading of the clock for both parts, so that a line written at
@@ -48,7 +50,8 @@ String FileLog::timeStamp() {
     time_t now = time(nullptr);
     struct tm local;
     char text[32] = "";
-    if (localtime_r(&now, &local) != nullptr) strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &local);
+    if (localtime_r(&now, &local) != nullptr)
+        strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &local);
     return String(text);
 }
 
@@ -126,7 +129,9 @@ bool FileLog::open(const char* path) {
     return newFd >= 0;
 }
 
-const String& FileLog::getFileName() const { return fileName; }
+const String& FileLog::getFileName() const {
+    return fileName;
+}
 
 void FileLog::closeStream() {
     if (!ownsStream) return;

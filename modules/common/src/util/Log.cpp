@@ -37,7 +37,9 @@ Log::Log(OutputStream* out) : out(out) {}
 
 Log::~Log() {}
 
-void Log::log(const String& message) { writeText(message); }
+void Log::log(const String& message) {
+    writeText(message);
+}
 
 void Log::log(const NameValuePairs& record) {
     String text;
@@ -45,7 +47,9 @@ void Log::log(const NameValuePairs& record) {
     writeText(text);
 }
 
-void Log::log(const String& message, int /*level*/) { writeText(message); }
+void Log::log(const String& message, int /*level*/) {
+    writeText(message);
+}
 
 void Log::reset() {}
 
@@ -96,52 +100,88 @@ const char* Log::levelWord(int level) {
     }
 }
 
-OutputStream* Log::standardError() { return &processLogs().standardError; }
+OutputStream* Log::standardError() {
+    return &processLogs().standardError;
+}
 
-void Log::setMode(const int& m) { mode = m; }
+void Log::setMode(const int& m) {
+    mode = m;
+}
 
-int Log::getMode() { return mode; }
+int Log::getMode() {
+    return mode;
+}
 
 Log* Log::getMainLog() {
     ProcessLogs& logs = processLogs();
     return mode == 1 ? static_cast<Log*>(&logs.mainLog) : &logs.nullLog;
 }
 
-RotationFileLog* Log::getFileLog() { return &processLogs().mainLog; }
+RotationFileLog* Log::getFileLog() {
+    return &processLogs().mainLog;
+}
 
-bool Log::openLog(const char* path) { return getFileLog()->open(path); }
+bool Log::openLog(const char* path) {
+    return getFileLog()->open(path);
+}
 
-String Log::getLogFileName() { return getFileLog()->getFileName(); }
+String Log::getLogFileName() {
+    return getFileLog()->getFileName();
+}
 
-void Log::rotateLog() { getFileLog()->rotateNow(); }
+void Log::rotateLog() {
+    getFileLog()->rotateNow();
+}
 
 Log* Log::getLog() {
     ProcessLogs& logs = processLogs();
     return logs.debugLog.isDebugEnabled() ? static_cast<Log*>(&logs.debugLog) : &logs.nullLog;
 }
 
-DebugLog* Log::getDebugLog() { return &processLogs().debugLog; }
+DebugLog* Log::getDebugLog() {
+    return &processLogs().debugLog;
+}
 
-void Log::setDebug(bool on) { getDebugLog()->setDebugEnabled(on); }
+void Log::setDebug(bool on) {
+    getDebugLog()->setDebugEnabled(on);
+}
 
-bool Log::isDebug() { return getDebugLog()->isDebugEnabled(); }
+bool Log::isDebug() {
+    return getDebugLog()->isDebugEnabled();
+}
 
-bool Log::openDebugLog(const char* path) { return getDebugLog()->open(path); }
+bool Log::openDebugLog(const char* path) {
+    return getDebugLog()->open(path);
+}
 
-String Log::getDebugLogFileName() { return getDebugLog()->getFileName(); }
+String Log::getDebugLogFileName() {
+    return getDebugLog()->getFileName();
+}
 
-Log* Log::getNullLog() { return &processLogs().nullLog; }
+Log* Log::getNullLog() {
+    return &processLogs().nullLog;
+}
 
-void Log::setMaxSizeKB(int kb) { maxSizeKB = kb > 0 ? kb : 0; }
+void Log::setMaxSizeKB(int kb) {
+    maxSizeKB = kb > 0 ? kb : 0;
+}
 
-int Log::getMaxSizeKB() { return maxSizeKB; }
+int Log::getMaxSizeKB() {
+    return maxSizeKB;
+}
 
 void Log::setMaxCount(int count) {
     if (count > 0) maxCount = count;
 }
 
-int Log::getMaxCount() { return maxCount; }
+int Log::getMaxCount() {
+    return maxCount;
+}
 
-void Log::setEnabled(bool on) { enabled = on; }
+void Log::setEnabled(bool on) {
+    enabled = on;
+}
 
-bool Log::isEnabled() { return enabled; }
+bool Log::isEnabled() {
+    return enabled;
+}

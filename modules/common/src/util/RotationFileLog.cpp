@@ -36,13 +36,13 @@ bool isDigits(const String& text) {
 // Holds a file lock for the life of a scope. Without a lock file (it could not
 // be created) lock() fails and the log goes on without exclusion.
 class LockHolder {
-public:
+  public:
     explicit LockHolder(FileLock& lock) : lock(lock) { lock.lock(); }
     ~LockHolder() { lock.unlock(); }
     LockHolder(const LockHolder&) = delete;
     LockHolder& operator=(const LockHolder&) = delete;
 
-private:
+  private:
     FileLock& lock;
 };
 
@@ -62,7 +62,9 @@ RotationFileLog::RotationFileLog(const char* path)
     RotationFileLog::open(path);
 }
 
-RotationFileLog::~RotationFileLog() { detachLocks(); }
+RotationFileLog::~RotationFileLog() {
+    detachLocks();
+}
 
 String RotationFileLog::lockFilePath(const String& path, const char* suffix) {
     String lockPath(ZRPaths::TMP_DIR);
@@ -98,15 +100,21 @@ void RotationFileLog::detachLocks() {
     lockedName.clear();
 }
 
-void RotationFileLog::beginWrite() { beginWriteWithin(Log::getMaxSizeKB()); }
+void RotationFileLog::beginWrite() {
+    beginWriteWithin(Log::getMaxSizeKB());
+}
 
-void RotationFileLog::endWrite() { endWriteWithin(Log::getMaxSizeKB()); }
+void RotationFileLog::endWrite() {
+    endWriteWithin(Log::getMaxSizeKB());
+}
 
 String RotationFileLog::nextName(const String& name) {
     return nextNameWithin(name, Log::getMaxCount());
 }
 
-void RotationFileLog::trim(int keep) { trimWithin(keep, Log::getMaxSizeKB()); }
+void RotationFileLog::trim(int keep) {
+    trimWithin(keep, Log::getMaxSizeKB());
+}
 
 void RotationFileLog::beginWriteWithin(int limitKB) {
     writeLock.lock();
@@ -171,7 +179,8 @@ String RotationFileLog::nextNameWithin(const String& name, int count) {
     if (!isDigits(digits)) return name;
     String prefix = name.substring(0, dot + 1);
     // Numbers too long for an int are past any count.
-    long number = digits.length() > 9 ? static_cast<long>(count) : strtol(digits.c_str(), nullptr, 10);
+    long number =
+        digits.length() > 9 ? static_cast<long>(count) : strtol(digits.c_str(), nullptr, 10);
     if (number + 1 > count) {
         String last(prefix);
         last.append(count);

@@ -33,6 +33,13 @@ void onEntityDeclaration(void* parser, const XML_Char*, int, const XML_Char*, in
     XML_StopParser(static_cast<XML_Parser>(parser), XML_FALSE);
 }
 
+// Without declarations an entity reference can only be one the parser skips
+// (possible when an external document type is named but, rightly, never
+// read). Dropping it silently would lose data, so the document is refused.
+void onSkippedEntity(void* parser, const XML_Char*, int) {
+    XML_StopParser(static_cast<XML_Parser>(parser), XML_FALSE);
+}
+
 // One expat parser filling one tree, freed when the parse is over.
 class ExpatSession {
 public:
@@ -42,6 +49,7 @@ public:
         XML_UseParserAsHandlerArg(parser);
         XML_SetElementHandler(parser, onStartElement, onEndElement);
         XML_SetEntityDeclHandler(parser, onEntityDeclaration);
+        XML_SetSkippedEntityHandler(parser, onSkippedEntity);
         XML_SetParamEntityParsing(parser, XML_PARAM_ENTITY_PARSING_NEVER);
 #if defined(XML_DTD) && \
     (XML_MAJOR_VERSION > 2 || (XML_MAJOR_VERSION == 2 && XML_MINOR_VERSION >= 4))

@@ -1,0 +1,450 @@
+#include <errno.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <string.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <string>
+#include <vector>
+
+#include "Exception.h"
+#include "IoScratch.h"
+#include "String.h"
+#include "io/AtomicFile.h"
+
+namespace {
+
+std::string str(const String& s) {
+    return std::string(s.c_str(), s.length());
+}
+
+void replaceText(const std::string& path, const std::string& text) {
+    AtomicFile::replace(String(path.c_str()), text.data(), static_cast<int>(text.size()));
+}
+
+std::string replaceError(const std::string& path, const std::string& text,
+                         const AtomicFile::SystemCalls& calls = AtomicFile::systemCalls()) {
+    try {
+        AtomicFile::replace(String(path.c_str()), text.data(), static_cast<int>(text.size()),
+                            calls);
+    } catch (const IOException& e) {
+        return str(e.getMessage());
+    }
+    return "<no exception>";
+}
+
+std::string linkText(const std::string& path) {
+    char buf[4096];
+    ssize_t n = readlink(path.c_str(), buf, sizeof buf);
+    return n < 0 ? "<not a link>" : std::string(buf, n);
+}
+
+// ---- Fault injection through the system-call seam ----
+
+enum Step {
+    NONE,
+    OPEN_FOLDER,
+    CREATE_NEW,
+    FCHOWN,
+    FCHMOD,
+    WRITE,
+    WRITE_NOTHING,
+    FILE_FSYNC,
+    FILE_CLOSE,
+    LINK,
+    RENAME,
+    FOLDER_FSYNC,
+    KILL_IN_WRITE,
+    KILL_BEFORE_RENAME,
+};
+
+struct Fault {
+    Step step = NONE;
+    int error = 0;
+    Step second = NONE;  // a further step that fails as well
+    int folderFd = -1;
+    int writes = 0;
+    std::vector<std::string> trace;
+} fault;
+
+bool failsAt(Step step) {
+    if (fault.step != step && fault.second != step) return false;
+    errno = fault.error;
+    return true;
+}
+
+const AtomicFile::SystemCalls& real() {
+    return AtomicFile::systemCalls();
+}
+
+int fakeOpenFolder(const char* path) {
+    fault.trace.push_back("openFolder");
+    if (failsAt(OPEN_FOLDER)) return -1;
+    fault.folderFd = real().openFolder(path);
+    return fault.folderFd;
+}
+int fakeCreateNew(int folderFd, const char* name, mode_t mode) {
+    fault.trace.push_back("createNew");
+    if (failsAt(CREATE_NEW)) return -1;
+    return real().createNew(folderFd, name, mode);
+}
+ssize_t fakeWrite(int fd, const void* bytes, size_t count) {
+    fault.trace.push_back("write");
+    // The first write gets half of the text through, so that a torn new
+    // file exists when the failure comes.
+    if (fault.writes++ == 0 && count > 1 &&
+        (fault.step == WRITE || fault.step == WRITE_NOTHING || fault.step == KILL_IN_WRITE)) {
+        return real().write(fd, bytes, count / 2);
+    }
+    if (fault.step == KILL_IN_WRITE) _exit(9);
+    if (fault.step == WRITE_NOTHING) return 0;
+    if (failsAt(WRITE)) return -1;
+    return real().write(fd, bytes, count);
+}
+int fakeFsync(int fd) {
+    bool folder = fd == fault.folderFd;
+    fault.trace.push_back(folder ? "fsyncFolder" : "fsyncFile");
+    if (failsAt(folder ? FOLDER_FSYNC : FILE_FSYNC)) return -1;
+    return real().fsync(fd);
+}
+int fakeFchown(int fd, uid_t owner, gid_t group) {
+    fault.trace.push_back("fchown");
+    if (failsAt(FCHOWN)) return -1;
+    return real().fchown(fd, owner, group);
+}
+int fakeFchmod(int fd, mode_t mode) {
+    fault.trace.push_back("fchmod");
+    if (failsAt(FCHMOD)) return -1;
+    return real().fchmod(fd, mode);
+}
+int fakeClose(int fd) {
+    bool folder = fd == fault.folderFd;
+    fault.trace.push_back(folder ? "closeFolder" : "closeFile");
+    int result = real().close(fd);
+    if (!folder && failsAt(FILE_CLOSE)) return -1;
+    return result;
+}
+int fakeLink(int folderFd, const char* from, const char* to) {
+    fault.trace.push_back("link");
+    if (failsAt(LINK)) return -1;
+    return real().link(folderFd, from, to);
+}
+int fakeRename(int folderFd, const char* from, const char* to) {
+    fault.trace.push_back("rename");
+    if (fault.step == KILL_BEFORE_RENAME) _exit(9);
+    if (failsAt(RENAME)) return -1;
+    return real().rename(folderFd, from, to);
+}
+int fakeUnlink(int folderFd, const char* name) {
+    fault.trace.push_back("unlink");
+    return real().unlink(folderFd, name);
+}
+
+const AtomicFile::SystemCalls kFaulty = {
+    fakeOpenFolder, fakeCreateNew, fakeWrite, fakeFsync,  fakeFchown,
+    fakeFchmod,     fakeClose,     fakeLink,  fakeRename, fakeUnlink,
+};
+
+void injectFault(Step step, int error, Step second = NONE) {
+    fault = Fault();
+    fault.step = step;
+    fault.error = error;
+    fault.second = second;
+}
+
+const std::string kOld = std::string("<ZRInventory version=\"1\">\n  <old/>\0tail\n", 40);
+const std::string kNew(5000, 'n');
+
+// ---- Tests ----
+
+TEST(AtomicFileReplace, WritesNewAndReplacesExistingDocuments) {
+    ScratchDir scratch;
+    std::string doc = scratch / "zr-inventory";
+    mode_t oldMask = umask(027);
+    replaceText(doc, kOld);
+    umask(oldMask);
+    EXPECT_EQ(readText(doc), kOld);  // every byte, NUL included
+    EXPECT_EQ(modeOf(doc), 0640u);   // as FileOutputStream would create it
+    replaceText(doc, kNew);
+    EXPECT_EQ(readText(doc), kNew);
+    replaceText(doc, "");
+    EXPECT_EQ(readText(doc), "");
+    EXPECT_EQ(folderNames(scratch.path()), std::vector<std::string>{"zr-inventory"});
+
+    // A relative path is relative to the working directory.
+    WorkingDirectory cwd(scratch.path());
+    replaceText("zr-network", "net");
+    EXPECT_EQ(readText(scratch / "zr-network"), "net");
+}
+
+TEST(AtomicFileReplace, KeepsModeAndOwner) {
+    ScratchDir scratch;
+    std::string doc = scratch / "zr-network";
+    writeText(doc, kOld);
+    ASSERT_EQ(chmod(doc.c_str(), 0604), 0);
+    bool root = geteuid() == 0;
+    if (root) {
+        ASSERT_EQ(chown(doc.c_str(), 1234, 5678), 0);
+    }
+    replaceText(doc, kNew);
+    struct stat info;
+    ASSERT_EQ(stat(doc.c_str(), &info), 0);
+    EXPECT_EQ(info.st_mode & 07777, 0604u);
+    if (root) {
+        EXPECT_EQ(info.st_uid, 1234u);
+        EXPECT_EQ(info.st_gid, 5678u);
+    }
+    EXPECT_EQ(readText(doc), kNew);
+}
+
+TEST(AtomicFileReplace, DoesSyncsAndRenameInSafeOrder) {
+    ScratchDir scratch;
+    std::string doc = scratch / "doc";
+    writeText(doc, kOld);
+    injectFault(NONE, 0);
+    EXPECT_EQ(replaceError(doc, kNew, kFaulty), "<no exception>");
+    std::vector<std::string> expected = {"openFolder", "createNew",   "fchown",    "fchmod",
+                                         "write",      "fsyncFile",   "closeFile", "link",
+                                         "rename",     "fsyncFolder", "unlink",    "closeFolder"};
+    EXPECT_EQ(fault.trace, expected);
+    EXPECT_EQ(readText(doc), kNew);
+    EXPECT_EQ(folderNames(scratch.path()), std::vector<std::string>{"doc"});
+}
+
+struct FailingStep {
+    Step step;
+    int error;
+    const char* name;
+};
+
+const FailingStep kFailingSteps[] = {
+    {OPEN_FOLDER, EACCES, "open folder"},
+    {CREATE_NEW, ENOSPC, "create"},
+    {FCHOWN, EPERM, "fchown"},
+    {FCHMOD, EPERM, "fchmod"},
+    {WRITE, ENOSPC, "write"},
+    {WRITE_NOTHING, ENOSPC, "write of nothing"},
+    {FILE_FSYNC, EIO, "fsync file"},
+    {FILE_CLOSE, EIO, "close file"},
+    {RENAME, EROFS, "rename"},
+    {FOLDER_FSYNC, EIO, "fsync folder"},
+};
+
+TEST(AtomicFileFailure, EveryFailedStepLeavesOldDocumentAlone) {
+    for (const FailingStep& failing : kFailingSteps) {
+        SCOPED_TRACE(failing.name);
+        ScratchDir scratch;
+        std::string doc = scratch / "zr-inventory";
+        writeText(doc, kOld, 0640);
+        struct stat before;
+        ASSERT_EQ(stat(doc.c_str(), &before), 0);
+
+        injectFault(failing.step, failing.error);
+        EXPECT_EQ(replaceError(doc, kNew, kFaulty), doc + ": " + strerror(failing.error));
+        EXPECT_EQ(readText(doc), kOld);
+        EXPECT_EQ(folderNames(scratch.path()), std::vector<std::string>{"zr-inventory"});
+        struct stat after;
+        ASSERT_EQ(stat(doc.c_str(), &after), 0);
+        EXPECT_EQ(after.st_ino, before.st_ino);
+        EXPECT_EQ(after.st_mode, before.st_mode);
+
+        // Nothing is stuck: the next write goes through.
+        replaceText(doc, kNew);
+        EXPECT_EQ(readText(doc), kNew);
+    }
+}
+
+TEST(AtomicFileFailure, FailedNewDocumentLeavesNothing) {
+    for (const FailingStep& failing : kFailingSteps) {
+        // A new document has no owner or mode to copy.
+        if (failing.step == FCHOWN || failing.step == FCHMOD) continue;
+        SCOPED_TRACE(failing.name);
+        ScratchDir scratch;
+        std::string doc = scratch / "zr-partial-files";
+        injectFault(failing.step, failing.error);
+        EXPECT_EQ(replaceError(doc, kNew, kFaulty), doc + ": " + strerror(failing.error));
+        EXPECT_EQ(folderNames(scratch.path()), std::vector<std::string>{});
+    }
+}
+
+TEST(AtomicFileFailure, WithoutHardLinksOnlyFolderSyncLeavesNewDocument) {
+    ScratchDir scratch;
+    std::string doc = scratch / "doc";
+    writeText(doc, kOld);
+    injectFault(LINK, EPERM);
+    EXPECT_EQ(replaceError(doc, kNew, kFaulty), "<no exception>");
+    EXPECT_EQ(readText(doc), kNew);
+    EXPECT_EQ(folderNames(scratch.path()), std::vector<std::string>{"doc"});
+
+    // No second name to go back to: the failure is still reported.
+    injectFault(LINK, EPERM, FOLDER_FSYNC);
+    EXPECT_EQ(replaceError(doc, kOld, kFaulty), doc + ": " + strerror(EPERM));
+    EXPECT_EQ(readText(doc), kOld);
+    EXPECT_EQ(folderNames(scratch.path()), std::vector<std::string>{"doc"});
+}
+
+TEST(AtomicFileFailure, KilledRunLeavesOldDocumentAndNamedLeftover) {
+    for (Step kill : {KILL_IN_WRITE, KILL_BEFORE_RENAME}) {
+        ScratchDir scratch;
+        std::string doc = scratch / "zr-inventory";
+        writeText(doc, kOld);
+        pid_t child = fork();
+        ASSERT_GE(child, 0);
+        if (child == 0) {
+            injectFault(kill, 0);
+            try {
+                AtomicFile::replace(String(doc.c_str()), kNew.data(), static_cast<int>(kNew.size()),
+                                    kFaulty);
+            } catch (...) {
+            }
+            _exit(0);
+        }
+        int status = 0;
+        ASSERT_EQ(waitpid(child, &status, 0), child);
+        ASSERT_TRUE(WIFEXITED(status));
+        EXPECT_EQ(WEXITSTATUS(status), 9);
+        EXPECT_EQ(readText(doc), kOld);
+
+        std::vector<std::string> names = folderNames(scratch.path());
+        ASSERT_GE(names.size(), 2u);
+        for (const std::string& name : names) {
+            if (name != "zr-inventory") {
+                EXPECT_EQ(name.rfind("zr-inventory.", 0), 0u) << name;
+            }
+        }
+        // The leftovers neither block nor disturb the next write.
+        replaceText(doc, kNew);
+        EXPECT_EQ(readText(doc), kNew);
+        EXPECT_EQ(folderNames(scratch.path()), names);
+    }
+}
+
+TEST(AtomicFileLeftovers, SimilarNamesAreNotTouched) {
+    ScratchDir scratch;
+    std::string doc = scratch / "zr-inventory";
+    writeText(doc, kOld);
+    writeText(scratch / "zr-inventory.new-000000", "junk");
+    writeText(scratch / "zr-inventory.x1y2z3", "other");
+    replaceText(doc, kNew);
+    EXPECT_EQ(readText(doc), kNew);
+    EXPECT_EQ(readText(scratch / "zr-inventory.new-000000"), "junk");
+    EXPECT_EQ(readText(scratch / "zr-inventory.x1y2z3"), "other");
+    EXPECT_EQ(folderNames(scratch.path()).size(), 3u);
+}
+
+TEST(AtomicFileLinks, TargetIsReplacedAndLinkStays) {
+    ScratchDir scratch;
+    ASSERT_EQ(mkdir((scratch / "conf").c_str(), 0755), 0);
+    ASSERT_EQ(mkdir((scratch / "real").c_str(), 0755), 0);
+    std::string target = scratch / "real/zr-network";
+    writeText(target, kOld, 0600);
+
+    std::string absolute = scratch / "conf/zr-network";
+    ASSERT_EQ(symlink(target.c_str(), absolute.c_str()), 0);
+    replaceText(absolute, kNew);
+    EXPECT_EQ(linkText(absolute), target);
+    EXPECT_EQ(readText(target), kNew);
+    EXPECT_EQ(modeOf(target), 0600u);
+    EXPECT_EQ(folderNames(scratch / "conf"), std::vector<std::string>{"zr-network"});
+    EXPECT_EQ(folderNames(scratch / "real"), std::vector<std::string>{"zr-network"});
+
+    // A relative link, reached through a second link.
+    std::string relative = scratch / "conf/rel";
+    std::string chained = scratch / "chained";
+    ASSERT_EQ(symlink("../real/zr-network", relative.c_str()), 0);
+    ASSERT_EQ(symlink("conf/rel", chained.c_str()), 0);
+    replaceText(chained, "via chain");
+    EXPECT_EQ(linkText(chained), "conf/rel");
+    EXPECT_EQ(linkText(relative), "../real/zr-network");
+    EXPECT_EQ(readText(target), "via chain");
+
+    // A link to a file not yet there creates it.
+    std::string dangling = scratch / "conf/new";
+    ASSERT_EQ(symlink("../real/created", dangling.c_str()), 0);
+    replaceText(dangling, "created");
+    EXPECT_EQ(linkText(dangling), "../real/created");
+    EXPECT_EQ(readText(scratch / "real/created"), "created");
+}
+
+TEST(AtomicFileLinks, LinkIntoMissingFolderFailsLikeOpening) {
+    ScratchDir scratch;
+    std::string link = scratch / "doc";
+    ASSERT_EQ(symlink((scratch / "gone/doc").c_str(), link.c_str()), 0);
+    EXPECT_EQ(replaceError(link, kNew), link + ": " + strerror(ENOENT));
+    EXPECT_EQ(linkText(link), scratch / "gone/doc");
+    EXPECT_EQ(folderNames(scratch.path()), std::vector<std::string>{"doc"});
+
+    std::string loop = scratch / "loop";
+    ASSERT_EQ(symlink("loop", loop.c_str()), 0);
+    EXPECT_EQ(replaceError(loop, kNew), loop + ": " + strerror(ELOOP));
+
+    EXPECT_EQ(replaceError("", kNew), std::string(": ") + strerror(ENOENT));
+    EXPECT_EQ(replaceError(scratch.path() + "/", kNew), scratch.path() + "/: " + strerror(EISDIR));
+    EXPECT_EQ(replaceError(scratch / "missing/doc", kNew),
+              scratch / "missing/doc" + ": " + strerror(ENOENT));
+}
+
+// ---- Real file systems that refuse the write ----
+
+class TmpfsMount {
+  public:
+    TmpfsMount(const std::string& path, const char* options) : path_(path) {
+        mkdir(path.c_str(), 0755);
+        mounted_ = mount("tmpfs", path.c_str(), "tmpfs", 0, options) == 0;
+        error_ = errno;
+    }
+    ~TmpfsMount() {
+        if (mounted_) umount2(path_.c_str(), MNT_DETACH);
+    }
+    bool mounted() const { return mounted_; }
+    std::string why() const { return strerror(error_); }
+    bool remountReadOnly() {
+        return mount(nullptr, path_.c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr) == 0;
+    }
+
+  private:
+    std::string path_;
+    bool mounted_;
+    int error_;
+};
+
+TEST(AtomicFileRealFailure, FullDiskKeepsOldDocument) {
+    ScratchDir scratch;
+    TmpfsMount disk(scratch / "disk", "size=64k,mode=0755");
+    if (!disk.mounted()) GTEST_SKIP() << "cannot mount a tmpfs here: " << disk.why();
+    std::string doc = scratch / "disk/zr-inventory";
+    std::string old(10000, 'o');
+    replaceText(doc, old);
+
+    int filler = open((scratch / "disk/filler").c_str(), O_WRONLY | O_CREAT, 0600);
+    ASSERT_GE(filler, 0);
+    std::string block(4096, 'f');
+    for (int i = 0; i < 1000 && write(filler, block.data(), block.size()) > 0; i++) {
+    }
+    close(filler);
+
+    EXPECT_EQ(replaceError(doc, std::string(20000, 'n')), doc + ": " + strerror(ENOSPC));
+    EXPECT_EQ(readText(doc), old);
+    EXPECT_EQ(folderNames(scratch / "disk"), (std::vector<std::string>{"filler", "zr-inventory"}));
+
+    ASSERT_EQ(unlink((scratch / "disk/filler").c_str()), 0);
+    replaceText(doc, std::string(20000, 'n'));
+    EXPECT_EQ(readText(doc), std::string(20000, 'n'));
+}
+
+TEST(AtomicFileRealFailure, ReadOnlyFileSystemKeepsOldDocument) {
+    ScratchDir scratch;
+    TmpfsMount disk(scratch / "disk", "size=64k,mode=0755");
+    if (!disk.mounted()) GTEST_SKIP() << "cannot mount a tmpfs here: " << disk.why();
+    std::string doc = scratch / "disk/zr-network";
+    replaceText(doc, kOld);
+    ASSERT_TRUE(disk.remountReadOnly()) << strerror(errno);
+    EXPECT_EQ(replaceError(doc, kNew), doc + ": " + strerror(EROFS));
+    EXPECT_EQ(readText(doc), kOld);
+    EXPECT_EQ(folderNames(scratch / "disk"), std::vector<std::string>{"zr-network"});
+}
+
+}  // namespace

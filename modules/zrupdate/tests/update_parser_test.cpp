@@ -1,0 +1,397 @@
+#include "ZRUpdateParser.h"
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <string>
+
+#include "Exception.h"
+#include "io/FileInputStream.h"
+#include "io/StringOutputStream.h"
+#include "xml/XMLTree.h"
+
+namespace {
+
+const char* const DECLARATION = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
+
+// A complete package element as the update server sends it.
+const char* const FULL_PACKAGE =
+    "<PackageInfo path=\"/tmp/dl\" file=\"pkg.zip\">"
+    "<ProductInfo id=\"42\" name=\"Scanner\" desc=\"Virus scanner\" installPath=\"/opt/scan\""
+    " serialNo=\"SN-1\" parent=\"1,2\" langCode=\"en\" OEM=\"acme\"/>"
+    "<ZRVersionInfo major=\"3\" minor=\"1\" patchLevel=\"4\" buildNum=\"159\" status=\"beta\""
+    " desc=\"next\"/>"
+    "<PlatformInfo arch=\"x86_64\" os=\"Linux\" vendor=\"RedHat\" version=\"5.10\"/>"
+    "<DownloadInfo url=\"http://h/p.zip\" md5=\"abcdef\" time=\"yesterday\" size=\"1234\""
+    " result=\"1\"/>"
+    "<RunInfo format=\"zip\" installScript=\"install-package\" result=\"-1\"/>"
+    "</PackageInfo>";
+
+std::string answer(const std::string& body) {
+    return std::string(DECLARATION) + "<ZRUpdateResponse>" + body + "</ZRUpdateResponse>";
+}
+
+bool parse(ZRUpdateParser& parser, const std::string& text) {
+    return parser.parse(String(text.c_str()));
+}
+
+std::string str(const String& s) { return std::string(s.c_str()); }
+
+void expectFullPackage(const ZRPackageInfo& p) {
+    EXPECT_EQ(str(p.path), "/tmp/dl");
+    EXPECT_EQ(str(p.file), "pkg.zip");
+    EXPECT_EQ(p.product.id, 42);
+    EXPECT_EQ(str(p.product.name), "Scanner");
+    EXPECT_EQ(str(p.product.desc), "Virus scanner");
+    EXPECT_EQ(str(p.product.installPath), "/opt/scan");
+    EXPECT_EQ(str(p.product.serialNo), "SN-1");
+    EXPECT_EQ(str(p.product.parent), "1,2");
+    EXPECT_EQ(str(p.product.langCode), "en");
+    EXPECT_EQ(str(p.product.OEM), "acme");
+    EXPECT_TRUE(p.version.numeric);
+    EXPECT_EQ(str(p.version.version), "3.1.4.159");
+    EXPECT_EQ(p.version.major, 3);
+    EXPECT_EQ(p.version.minor, 1);
+    EXPECT_EQ(p.version.patchLevel, 4);
+    EXPECT_EQ(p.version.buildNum, 159);
+    EXPECT_EQ(str(p.version.status), "beta");
+    EXPECT_EQ(str(p.version.desc), "next");
+    EXPECT_EQ(str(p.arch), "x86_64");
+    EXPECT_EQ(str(p.os), "Linux");
+    EXPECT_EQ(str(p.vendor), "RedHat");
+    EXPECT_EQ(str(p.platformVersion), "5.10");
+    EXPECT_EQ(str(p.url), "http://h/p.zip");
+    EXPECT_EQ(str(p.md5), "abcdef");
+    EXPECT_EQ(str(p.time), "yesterday");
+    EXPECT_EQ(p.size, 1234);
+    EXPECT_EQ(p.downloadResult, 1);
+    EXPECT_EQ(str(p.format), "zip");
+    EXPECT_EQ(str(p.installScript), "install-package");
+    EXPECT_EQ(p.runResult, -1);
+}
+
+}  // namespace
+
+TEST(UpdateParserResult, CodeAndStatusComeFromTheResultElement) {
+    ZRUpdateParser parser;
+    EXPECT_EQ(parser.getResultCode(), -1) << "nothing parsed yet";
+    EXPECT_EQ(parser.getTree(), nullptr);
+    EXPECT_EQ(str(parser.getRootName()), "");
+
+    ASSERT_TRUE(parse(parser, answer("<Result code=\"201\" status=\"packages\"/>")));
+    EXPECT_TRUE(parser.isLoaded());
+    EXPECT_EQ(parser.getResultCode(), 201);
+    EXPECT_EQ(str(parser.getResultStatus()), "packages");
+    EXPECT_EQ(str(parser.getRootName()), "ZRUpdateResponse");
+    EXPECT_NE(parser.getTree(), nullptr);
+
+    // Attribute names are matched without regard to case.
+    ASSERT_TRUE(parse(parser, "<ZRSelfUpdateResponse><Result CODE=\"211\"/></ZRSelfUpdateResponse>"));
+    EXPECT_EQ(parser.getResultCode(), 211);
+    EXPECT_EQ(str(parser.getRootName()), "ZRSelfUpdateResponse");
+
+    ASSERT_TRUE(parse(parser, answer("<Result code=\"\" status=\"s\"/>")));
+    EXPECT_EQ(parser.getResultCode(), -1) << "empty code";
+    ASSERT_TRUE(parse(parser, answer("<Result status=\"s\"/>")));
+    EXPECT_EQ(parser.getResultCode(), -1) << "no code";
+    ASSERT_TRUE(parse(parser, answer("<Other code=\"200\"/>")));
+    EXPECT_EQ(parser.getResultCode(), -1) << "no Result";
+    EXPECT_EQ(str(parser.getResultStatus()), "");
+
+    ASSERT_TRUE(parse(parser, answer("<Result code=\"2x1\"/>")));
+    try {
+        parser.getResultCode();
+        ADD_FAILURE() << "a code that is not a number must throw";
+    } catch (const Exception& e) {
+        EXPECT_STREQ(e.getMessage().c_str(), "invalid dec number");
+    }
+    ASSERT_TRUE(parse(parser, answer("<Result code=\"99999999999\"/>")));
+    EXPECT_THROW(parser.getResultCode(), Exception) << "beyond an int";
+}
+
+TEST(UpdateParserResult, ABrokenDocumentYieldsNothingEvenWhatWasReadBeforeTheError) {
+    ZRUpdateParser parser;
+    ASSERT_TRUE(parse(parser, answer("<Result code=\"200\"/>")));
+    // Truncated: the Result and ServerList before the break must not count.
+    EXPECT_FALSE(parse(parser, "<ZRUpdateResponse><Result code=\"210\"/><ServerList>"
+                               "<Server host=\"a\"/>"));
+    EXPECT_FALSE(parser.isLoaded());
+    EXPECT_EQ(parser.getResultCode(), -1);
+    Vector<ZRServer> servers;
+    EXPECT_EQ(parser.getServerList(servers), -1);
+    Vector<ZRPackageInfo> packages;
+    EXPECT_EQ(parser.getPackageList(packages, false), -1);
+    EXPECT_EQ(str(parser.getRootName()), "");
+
+    EXPECT_FALSE(parse(parser, ""));
+    EXPECT_FALSE(parser.isLoaded());
+}
+
+TEST(UpdateParserServers, ChildrenWithAHostBecomeServersInOrder) {
+    ZRUpdateParser parser;
+    Vector<ZRServer> servers;
+    servers.add(ZRServer("stale"));
+    EXPECT_EQ(parser.getServerList(servers), -1);
+    EXPECT_EQ(servers.size(), 0) << "cleared even when nothing is parsed";
+
+    ASSERT_TRUE(parse(parser, answer("<Result code=\"210\"/><ServerList>"
+                                     "<Server host=\"one.example\"/>"
+                                     "<Server name=\"no host\"/>"
+                                     "<Mirror HOST=\"two.example:8443\"/>"
+                                     "</ServerList>")));
+    ASSERT_EQ(parser.getServerList(servers), 2);
+    ASSERT_EQ(servers.size(), 2);
+    EXPECT_EQ(str(servers[0].host), "one.example");
+    EXPECT_EQ(str(servers[1].host), "two.example:8443");
+
+    ASSERT_TRUE(parse(parser, answer("<Result code=\"210\"/><ServerList/>")));
+    EXPECT_EQ(parser.getServerList(servers), 0);
+    EXPECT_EQ(servers.size(), 0);
+
+    ASSERT_TRUE(parse(parser, answer("<Result code=\"210\"/>")));
+    EXPECT_EQ(parser.getServerList(servers), -1);
+}
+
+TEST(UpdateParserPackages, ReadsEveryFieldOfAnAnswerPackage) {
+    ZRUpdateParser parser;
+    ASSERT_TRUE(parse(parser, answer(std::string("<Result code=\"201\"/><PackageInfoList>") +
+                                     FULL_PACKAGE + FULL_PACKAGE + "</PackageInfoList>")));
+    Vector<ZRPackageInfo> packages;
+    ASSERT_EQ(parser.getPackageList(packages, false), 2);
+    expectFullPackage(packages[0]);
+    expectFullPackage(packages[1]);
+
+    // Without the list element there is no list at all; an empty one is 0.
+    ASSERT_TRUE(parse(parser, answer("<Result code=\"201\"/>")));
+    EXPECT_EQ(parser.getPackageList(packages, false), -1);
+    EXPECT_EQ(packages.size(), 0);
+    ASSERT_TRUE(parse(parser, answer("<Result code=\"201\"/><PackageInfoList/>")));
+    EXPECT_EQ(parser.getPackageList(packages, false), 0);
+}
+
+TEST(UpdateParserPackages, APackageNeedsFiveChildrenOfAnyKind) {
+    const std::string four =
+        "<ProductInfo id=\"7\"/><ZRVersionInfo major=\"1\" minor=\"2\"/>"
+        "<DownloadInfo url=\"u\" size=\"5\"/><RunInfo format=\"zip\"/>";
+    ZRUpdateParser parser;
+    Vector<ZRPackageInfo> packages;
+
+    ASSERT_TRUE(parse(parser, answer("<PackageInfoList><PackageInfo path=\"p\">" + four +
+                                     "</PackageInfo></PackageInfoList>")));
+    EXPECT_EQ(parser.getPackageList(packages, false), 0) << "four children are not a package";
+
+    ASSERT_TRUE(parse(parser, answer("<PackageInfoList><PackageInfo path=\"p\">" + four +
+                                     "<PlatformInfo os=\"Linux\"/></PackageInfo>"
+                                     "</PackageInfoList>")));
+    ASSERT_EQ(parser.getPackageList(packages, false), 1);
+    EXPECT_EQ(packages[0].product.id, 7);
+    EXPECT_EQ(str(packages[0].os), "Linux");
+    EXPECT_EQ(packages[0].size, 5);
+
+    // An unknown child counts towards the five but fills nothing.
+    ASSERT_TRUE(parse(parser, answer("<PackageInfoList><PackageInfo>" + four +
+                                     "<Signature os=\"ignored\"/></PackageInfo>"
+                                     "</PackageInfoList>")));
+    ASSERT_EQ(parser.getPackageList(packages, false), 1);
+    EXPECT_EQ(str(packages[0].os), "");
+    EXPECT_EQ(str(packages[0].url), "u");
+}
+
+TEST(UpdateParserPackages, ChildNamesIgnoreCaseAndMissingValuesKeepDefaults) {
+    ZRUpdateParser parser;
+    Vector<ZRPackageInfo> packages;
+    ASSERT_TRUE(parse(
+        parser,
+        answer("<PackageInfoList>"
+               "<PackageInfo><productinfo name=\"n\"/><EXTVERSIONINFO version=\"2006 R2\"/>"
+               "<platforminfo/><downloadinfo/><runinfo installScript=\"go\"/></PackageInfo>"
+               "<Note/>"  // not a package: passed over
+               "<PackageInfo><x/><y/><z/><w/><v/></PackageInfo>"
+               "</PackageInfoList>")));
+    ASSERT_EQ(parser.getPackageList(packages, false), 2);
+
+    const ZRPackageInfo& p = packages[0];
+    EXPECT_EQ(p.product.id, -1) << "no id attribute";
+    EXPECT_EQ(str(p.product.name), "n");
+    EXPECT_FALSE(p.version.numeric);
+    EXPECT_EQ(str(p.version.version), "2006 R2");
+    EXPECT_EQ(p.version.major, 0);
+    EXPECT_EQ(p.size, 0);
+    EXPECT_EQ(p.downloadResult, 0);
+    EXPECT_EQ(p.runResult, 0);
+    EXPECT_EQ(str(p.installScript), "go");
+
+    // No ProductInfo at all: the id is unknown too.
+    EXPECT_EQ(packages[1].product.id, -1);
+    EXPECT_FALSE(packages[1].version.isValid());
+}
+
+TEST(UpdateParserPackages, ALaterChildOfTheSameNameWins) {
+    ZRUpdateParser parser;
+    Vector<ZRPackageInfo> packages;
+    ASSERT_TRUE(parse(parser, answer("<PackageInfoList><PackageInfo>"
+                                     "<ExtVersionInfo version=\"old\"/>"
+                                     "<DownloadInfo url=\"first\" size=\"1\"/>"
+                                     "<ProductInfo id=\"1\"/><RunInfo/>"
+                                     "<ZRVersionInfo major=\"5\" minor=\"6\" buildNum=\"7\"/>"
+                                     "<DownloadInfo url=\"second\"/>"
+                                     "</PackageInfo></PackageInfoList>")));
+    ASSERT_EQ(parser.getPackageList(packages, false), 1);
+    EXPECT_TRUE(packages[0].version.numeric);
+    EXPECT_EQ(str(packages[0].version.version), "5.6.0.7");
+    EXPECT_EQ(str(packages[0].url), "second");
+    EXPECT_EQ(packages[0].size, 0) << "the second DownloadInfo has no size";
+}
+
+TEST(UpdateParserPackages, ABadNumberThrows) {
+    ZRUpdateParser parser;
+    Vector<ZRPackageInfo> packages;
+    ASSERT_TRUE(parse(parser, answer("<PackageInfoList><PackageInfo><ProductInfo id=\"1\"/>"
+                                     "<PlatformInfo/><ExtVersionInfo/><RunInfo/>"
+                                     "<DownloadInfo size=\"12k\"/></PackageInfo>"
+                                     "</PackageInfoList>")));
+    EXPECT_THROW(parser.getPackageList(packages, false), Exception);
+}
+
+TEST(UpdateParserPackages, AStateFileWhoseRootIsTheListIsReadEitherWay) {
+    ZRUpdateParser parser;
+    Vector<ZRPackageInfo> packages;
+    ASSERT_TRUE(parse(parser, std::string(DECLARATION) + "<PackageInfoList>" + FULL_PACKAGE +
+                                  "</PackageInfoList>"));
+    ASSERT_EQ(parser.getPackageList(packages, true), 1);
+    expectFullPackage(packages[0]);
+    // "/PackageInfoList" names the root itself here.
+    ASSERT_EQ(parser.getPackageList(packages, false), 1);
+    expectFullPackage(packages[0]);
+
+    // The empty default delay-package document holds no packages.
+    ASSERT_TRUE(parse(parser, std::string(DECLARATION) + "<PackageInfoList/>"));
+    EXPECT_EQ(parser.getPackageList(packages, true), 0);
+}
+
+TEST(UpdateParserPackages, ParsesFromAStreamLongerThanOneReadChunk) {
+    char dir[] = "/tmp/zr-parser-XXXXXX";
+    ASSERT_NE(mkdtemp(dir), nullptr);
+    std::string path = std::string(dir) + "/answer.xml";
+    std::string body = "<Result code=\"201\"/><PackageInfoList>";
+    for (int i = 0; i < 12; ++i) body += FULL_PACKAGE;  // about 5 KB
+    body += "</PackageInfoList>";
+    std::string text = answer(body);
+    FILE* f = std::fopen(path.c_str(), "wb");
+    ASSERT_NE(f, nullptr);
+    std::fwrite(text.data(), 1, text.size(), f);
+    std::fclose(f);
+
+    ZRUpdateParser parser;
+    {
+        FileInputStream in(path.c_str());
+        EXPECT_TRUE(parser.parse(in));
+        in.close();
+    }
+    Vector<ZRPackageInfo> packages;
+    EXPECT_EQ(parser.getPackageList(packages, false), 12);
+    if (packages.size() == 12) expectFullPackage(packages[11]);
+    EXPECT_EQ(parser.getResultCode(), 201);
+    std::remove(path.c_str());
+    rmdir(dir);
+}
+
+// The package list file as the installer reads it, byte for byte.
+TEST(WritePackageList, WritesTheElementsAndAttributesInTheirFixedOrder) {
+    Vector<ZRPackageInfo> packages;
+    ZRPackageInfo a;
+    a.path = "/tmp/zrupdate/42";
+    a.file = "scan.zip";
+    a.product.id = 42;
+    a.product.name = "Scanner";
+    a.product.desc = "Virus scanner";
+    a.product.installPath = "/opt/scan";
+    a.product.serialNo = "SN-1";  // not written
+    a.product.OEM = "acme";       // not written
+    a.arch = "x86_64";
+    a.os = "Linux";
+    a.vendor = "RedHat";
+    a.platformVersion = "5.10";
+    a.version = ZRVersionInfo(3, 1, 4, 159, "beta", "next");
+    a.url = "http://h/p.zip";
+    a.md5 = "ABCDEF";
+    a.size = 1234;
+    a.time = "now";
+    a.downloadResult = 1;
+    a.format = "zip";
+    a.installScript = "install-package";
+    a.runResult = -1;
+    packages.add(a);
+    ZRPackageInfo b;
+    b.product.id = -1;
+    b.version = ZRVersionInfo(VersionInfo("2006 R2", "", "x"));
+    packages.add(b);
+
+    StringOutputStream out;
+    EXPECT_EQ(writePackageList(out, packages), 2);
+    const char* expected =
+        "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+        "<PackageInfoList>\n"
+        "<PackageInfo path=\"/tmp/zrupdate/42\" file=\"scan.zip\">\n"
+        "<ProductInfo id=\"42\" name=\"Scanner\" desc=\"Virus scanner\" installPath=\"/opt/scan\"/>\n"
+        "<PlatformInfo arch=\"x86_64\" os=\"Linux\" vendor=\"RedHat\" version=\"5.10\"/>\n"
+        "<ZRVersionInfo major=\"3\" minor=\"1\" patchLevel=\"4\" buildNum=\"159\" status=\"beta\" "
+        "desc=\"next\"/>\n"
+        "<DownloadInfo url=\"http://h/p.zip\" md5=\"ABCDEF\" size=\"1234\" time=\"now\" "
+        "result=\"1\"/>\n"
+        "<RunInfo format=\"zip\" installScript=\"install-package\" result=\"-1\"/>\n"
+        "</PackageInfo>\n"
+        "<PackageInfo path=\"\" file=\"\">\n"
+        "<ProductInfo id=\"-1\" name=\"\" desc=\"\" installPath=\"\"/>\n"
+        "<PlatformInfo arch=\"\" os=\"\" vendor=\"\" version=\"\"/>\n"
+        "<ExtVersionInfo version=\"2006 R2\" status=\"\" desc=\"x\"/>\n"
+        "<DownloadInfo url=\"\" md5=\"\" size=\"0\" time=\"\" result=\"0\"/>\n"
+        "<RunInfo format=\"\" installScript=\"\" result=\"0\"/>\n"
+        "</PackageInfo>\n"
+        "</PackageInfoList>\n";
+    EXPECT_EQ(str(out.getString()), expected);
+
+    StringOutputStream none;
+    EXPECT_EQ(writePackageList(none, Vector<ZRPackageInfo>()), 0);
+    EXPECT_EQ(none.getString().length(), 0) << "nothing is written for no packages";
+}
+
+TEST(WritePackageList, ReadsBackEveryFieldButFourProductOnes) {
+    ZRUpdateParser parser;
+    ASSERT_TRUE(parse(parser, std::string(DECLARATION) + "<PackageInfoList>" + FULL_PACKAGE +
+                                  "</PackageInfoList>"));
+    Vector<ZRPackageInfo> packages;
+    ASSERT_EQ(parser.getPackageList(packages, true), 1);
+    ZRPackageInfo odd;  // text that needs escaping and an unknown id
+    odd.product.id = -1;
+    odd.product.name = "Tom & \"Jerry\" <x>";
+    odd.version = ZRVersionInfo(VersionInfo("1.0 'gold'", "", ""));
+    packages.add(odd);
+
+    StringOutputStream out;
+    ASSERT_EQ(writePackageList(out, packages), 2);
+    ZRUpdateParser again;
+    ASSERT_TRUE(again.parse(out.getString())) << out.getString().c_str();
+    Vector<ZRPackageInfo> back;
+    ASSERT_EQ(again.getPackageList(back, true), 2);
+
+    // The four product fields that are not written come back empty; with
+    // them restored, every other field must match the original.
+    ZRPackageInfo restored = back[0];
+    EXPECT_TRUE(restored.product.serialNo.isEmpty());
+    EXPECT_TRUE(restored.product.parent.isEmpty());
+    EXPECT_TRUE(restored.product.langCode.isEmpty());
+    EXPECT_TRUE(restored.product.OEM.isEmpty());
+    restored.product.serialNo = "SN-1";
+    restored.product.parent = "1,2";
+    restored.product.langCode = "en";
+    restored.product.OEM = "acme";
+    expectFullPackage(restored);
+
+    EXPECT_EQ(back[1].product.id, -1);
+    EXPECT_EQ(str(back[1].product.name), "Tom & \"Jerry\" <x>");
+    EXPECT_FALSE(back[1].version.numeric);
+    EXPECT_EQ(str(back[1].version.version), "1.0 'gold'");
+}
