@@ -5,22 +5,21 @@
 #include "Exception.h"
 #include "ZRDecimal.h"
 #include "ZRStoreFile.h"
+#include "ZRStoreXml.h"
 #include "ZRUpdateStore.h"
 #include "io/File.h"
 #include "util/Base64.h"
 #include "xml/XMLNode.h"
 #include "xml/XMLTree.h"
 
+using ZRStoreXml::attribute;
+using ZRStoreXml::decimal;
+using ZRStoreXml::setAttribute;
+
 namespace {
 
 const char* const SAVE_FAILED = "ZRUpdate: store network settings failed: ";
 const char* const CERT_PARAM = "ssl.server.cert";
-
-String decimal(long n) {
-    String text;
-    text.append(n);
-    return text;
-}
 
 // A decimal number, or false when the text is not one.
 bool tryDecimal(const String& text, long& out) {
@@ -30,17 +29,6 @@ bool tryDecimal(const String& text, long& out) {
     } catch (Exception&) {
         return false;
     }
-}
-
-String attribute(XMLNode& node, const char* name) {
-    String value;
-    node.getAttribute(String(name), value);
-    return value;
-}
-
-bool setAttribute(XMLTree& tree, const char* path, const char* name, const String& value,
-                  int index = -1) {
-    return tree.setAttribute(String(path), String(name), value, index);
 }
 
 String orDefault(const String& value, const char* fallback) {

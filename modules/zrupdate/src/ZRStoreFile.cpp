@@ -35,6 +35,14 @@ bool write(XMLTree& tree, const String& path, const String& failurePrefix) {
     return writeText(text, path, failurePrefix);
 }
 
+String failurePrefix(const String& path) {
+    String prefix("ZRUpdate: store ");
+    int slash = path.lastIndexOf('/');
+    prefix.append(slash >= 0 && slash + 1 < path.length() ? path.substring(slash + 1) : path);
+    prefix.append(" failed: ");
+    return prefix;
+}
+
 void logDebug(const String& message) {
     Log::getFileLog()->log(message, 3);
 }

@@ -28,6 +28,10 @@ bool write(XMLTree& tree, const String& path, const String& failurePrefix);
 // The same for a document already in text form.
 bool writeText(const String& text, const String& path, const String& failurePrefix);
 
+// "ZRUpdate: store " + the file's name + " failed: ", the start of the log
+// line that reports a failed write of that file.
+String failurePrefix(const String& path);
+
 // Writes a diagnostic line to the process log at the debug level.
 void logDebug(const String& message);
 

@@ -42,6 +42,9 @@ struct PlatformRecord {
 // is read back from it, the reason is logged and the change reports failure.
 class ZRUpdateStore : public ZRObject {
   public:
+    // The updater's own product in the inventory and the protocol.
+    static constexpr long UPDATER_PRODUCT_ID = 1000;
+
     // A store whose replaceProduct reloads the standard inventory under the
     // home directory.
     ZRUpdateStore();

@@ -230,6 +230,14 @@ TEST_F(InventoryStoreTest, ValuesWithMarkupCharactersSurviveTheRoundTrip) {
     ASSERT_TRUE(again.findProduct(50, found));
     EXPECT_STREQ("R&D", found.info.name.c_str());
     EXPECT_STREQ("say \"hi\" <now> & 'then'", found.info.desc.c_str());
+
+    // Bytes that XML cannot carry must not leave a file that fails to parse.
+    ZRProduct odd = product(51, "Odd", ZRVersionInfo(String("1.0")));
+    odd.info.desc = "bell\x07 and \xff\xfe";
+    ASSERT_TRUE(store.addProduct(odd));
+    EXPECT_TRUE(store.isValid());
+    ASSERT_TRUE(again.load(file.c_str()));
+    EXPECT_TRUE(again.findProduct(51, found));
 }
 
 TEST_F(InventoryStoreTest, RemoveTakesTheRightElementAndLeavesAnEmptyList) {
