@@ -3,6 +3,11 @@
 # build it is linked with a replay driver and registered as a test that runs
 # the seed corpus in corpus/<name>/, so the targets build and their seeds run
 # (under the sanitizers too) in every CI run.
+# The library code under test is built with coverage instrumentation too:
+# without it libFuzzer would see only the few lines of the target itself.
+if(ZRUPDATE_FUZZ)
+  target_compile_options(zr_build_flags INTERFACE -fsanitize=fuzzer-no-link)
+endif()
 set(ZR_FUZZ_REPLAY_MAIN "${CMAKE_SOURCE_DIR}/modules/common/tests/fuzz/replay_main.cpp")
 function(zr_add_fuzz_target name source lib)
   add_executable(${name} "${source}")

@@ -2,6 +2,7 @@
 // a crash, a stack overflow or unbounded work.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <memory>
 #include <string>

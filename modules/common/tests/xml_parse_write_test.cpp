@@ -1,6 +1,7 @@
 // Reading documents with expat and writing them back as text and to files.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
 #include <string>
 #include <vector>

@@ -49,8 +49,7 @@ TEST(XMLTreePaths, RootAndRelativePathsResolveAsDocumented) {
     EXPECT_EQ(attr(*tree, "/Root/Alpha", "x"), String("<missing>"));
     // The last component compares ignoring case, the ones above it exactly.
     EXPECT_EQ(attr(*tree, "/ALPHA", "X"), String("1"));
-    EXPECT_NE(tree->getNode("/Alpha/BETA", -1), nullptr);
-    delete tree->getNode("/Alpha/BETA", -1);
+    EXPECT_NE(std::unique_ptr<XMLNode>(tree->getNode("/Alpha/BETA", -1)), nullptr);
     EXPECT_EQ(tree->getNode("/ALPHA/Beta", -1), nullptr);
     // Missing elements and empty components find nothing.
     EXPECT_EQ(tree->getNode("/Gamma", -1), nullptr);
