@@ -37,6 +37,16 @@ inventory() {
   }' >"$conf/zr-inventory"
 }
 
+# lastupdate N: one last-update entry per product.
+lastupdate() {
+  awk -v n="$1" 'BEGIN {
+    print "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<UpdateInfo>"
+    for (i = 1; i <= n; i++)
+      printf "<Product ProductID=\"%d\" LastUpdate=\"2026-01-01 10:00:00\" LastSuccessUpdate=\"2026-01-01 10:00:00\" LastUpdateStatus=\"ok\" UpdateMessage=\"up to date\"/>\n", i
+    print "</UpdateInfo>"
+  }' >"$conf/zr-lastupdate"
+}
+
 network() {
   printf '<?xml version="1.0" encoding="UTF-8"?>\n<ZRNetClientSettings>\n<ServerList type="https" mac="" isUsingProxy="0" proxy="" proxyuser="" user="" timeout="180">\n<Server host="update.orvanta.test"/>\n</ServerList>\n</ZRNetClientSettings>\n' >"$conf/zr-network"
 }
@@ -58,7 +68,7 @@ fresh() {
   network
 }
 
-printf '%-10s %12s %12s %8s %14s %12s\n' products "status ms" "xmllint ms" ratio "register ms" "file KB"
+printf '%-10s %12s %12s %8s %16s %14s %12s\n' products "status ms" "xmllint ms" ratio "+lastupdate ms" "register ms" "file KB"
 prev_status=""
 for n in 100 1000 10000; do
   fresh
@@ -66,6 +76,9 @@ for n in 100 1000 10000; do
   runs=$((n >= 10000 ? 5 : 20))
   status_ms=$(ms "$runs" "$bin" -s)
   xmllint_ms=$(ms "$runs" xmllint --noout "$conf/zr-inventory")
+  lastupdate "$n"
+  lastupdate_ms=$(ms "$runs" "$bin" -s)
+  rm "$conf/zr-lastupdate"
   cp "$conf/zr-inventory" "$build/scratch/inventory-$n"
   start=$(date +%s%N)
   for ((i = 0; i < runs; i++)); do
@@ -76,7 +89,7 @@ for n in 100 1000 10000; do
   register_ms=$(awk -v t=$((end - start)) -v r="$runs" 'BEGIN { printf "%.2f", t / r / 1e6 }')
   size_kb=$(($(stat -c %s "$conf/zr-inventory") / 1024))
   ratio=$(awk -v a="$status_ms" -v b="$xmllint_ms" 'BEGIN { printf "%.2f", a / b }')
-  printf '%-10s %12s %12s %8s %14s %12s\n' "$n" "$status_ms" "$xmllint_ms" "$ratio" "$register_ms" "$size_kb"
+  printf '%-10s %12s %12s %8s %16s %14s %12s\n' "$n" "$status_ms" "$xmllint_ms" "$ratio" "$lastupdate_ms" "$register_ms" "$size_kb"
   [[ -n "$prev_status" ]] && echo "           growth of -s over the previous size: x$(awk -v a="$status_ms" -v b="$prev_status" 'BEGIN { printf "%.1f", a / b }')"
   prev_status="$status_ms"
 done

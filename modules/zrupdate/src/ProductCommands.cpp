@@ -1,6 +1,8 @@
 #include "ProductCommands.h"
 
 #include <memory>
+#include <string>
+#include <unordered_map>
 
 #include "CmdLine.h"
 #include "Exception.h"
@@ -47,6 +49,56 @@ String versionLine(const ZRProduct& p) {
 }
 
 const char kNoProducts[] = "No any products exist in inventory";
+
+// The last-update lines of every product in "conf/zr-lastupdate", read once.
+// A missing or unreadable file gives no lines; the first entry of a product
+// wins.
+class LastUpdateTable {
+  public:
+    LastUpdateTable() {
+        ZRUpdateParser doc;
+        try {
+            if (!ZRStoreFile::read(doc, ZRStoreFile::homeFile("conf/zr-lastupdate"))) return;
+        } catch (Exception&) {
+            return;  // a missing last-update file only drops these lines
+        }
+        XMLTree* tree = doc.getTree();
+        if (tree == nullptr) return;
+        std::unique_ptr<XMLNode> list(tree->getNode("/UpdateInfo", -1));
+        if (!list) return;
+        for (int i = 0; i < list->getChildCount(); ++i) {
+            std::unique_ptr<XMLNode> child(list->getChild(i));
+            String value;
+            if (!child || !child->getAttribute(String("ProductID"), value)) continue;
+            // Ids are compared without regard to case.
+            value.toLowerCase();
+            if (lines.count(value.c_str()) != 0) continue;
+            lines[value.c_str()] = linesOfEntry(*child);
+        }
+    }
+
+    String linesOf(long id) const {
+        auto found = lines.find(idText(id).c_str());
+        return found == lines.end() ? String() : found->second;
+    }
+
+  private:
+    static String linesOfEntry(XMLNode& entry) {
+        static const char* const kFields[][2] = {{"LastUpdate: ", "LastUpdate"},
+                                                 {"LastSuccessUpdate: ", "LastSuccessUpdate"},
+                                                 {"LastUpdateStatus: ", "LastUpdateStatus"},
+                                                 {"UpdateMessage: ", "UpdateMessage"}};
+        String text;
+        String value;
+        for (auto& field : kFields) {
+            entry.getAttribute(String(field[1]), value);  // a missing one gives ""
+            appendLine(text, field[0], value);
+        }
+        return text;
+    }
+
+    std::unordered_map<std::string, String> lines;
+};
 
 }  // namespace
 
@@ -157,13 +209,17 @@ int showStatus(long id) {
             printText(kNoProducts);
             return -1;
         }
-        String text("Installed Orvanta products: \n");
+        // One read of the last-update file for all products, and the text
+        // gathered in a buffer that grows geometrically: both keep the
+        // status of a large inventory linear in its size.
+        LastUpdateTable lastUpdates;
+        std::string text("Installed Orvanta products: \n");
         for (int i = 0; i < products.size(); ++i) {
             const ZRProduct& p = products.elementAt(i);
-            text.append("\n").append(describeProduct(p)).append(versionLine(p));
-            text.append(lastUpdateInfo(p.info.id));
+            text.append("\n").append(describeProduct(p).c_str()).append(versionLine(p).c_str());
+            text.append(lastUpdates.linesOf(p.info.id).c_str());
         }
-        printText(text);
+        printText(text.c_str());
         return 0;
     }
     ZRProduct p;
@@ -193,32 +249,5 @@ int printVersion(const String& idText_) {
 }
 
 String lastUpdateInfo(long id) {
-    ZRUpdateParser doc;
-    try {
-        if (!ZRStoreFile::read(doc, ZRStoreFile::homeFile("conf/zr-lastupdate"))) return String();
-    } catch (Exception&) {
-        return String();  // a missing last-update file only drops these lines
-    }
-    XMLTree* tree = doc.getTree();
-    if (tree == nullptr) return String();
-    std::unique_ptr<XMLNode> list(tree->getNode("/UpdateInfo", -1));
-    if (!list) return String();
-    String wanted = idText(id);
-    for (int i = 0; i < list->getChildCount(); ++i) {
-        std::unique_ptr<XMLNode> child(list->getChild(i));
-        String value;
-        if (!child || !child->getAttribute(String("ProductID"), value)) continue;
-        if (!value.equalsIgnoreCase(wanted.c_str())) continue;
-        String text;
-        const char* labels[][2] = {{"LastUpdate: ", "LastUpdate"},
-                                   {"LastSuccessUpdate: ", "LastSuccessUpdate"},
-                                   {"LastUpdateStatus: ", "LastUpdateStatus"},
-                                   {"UpdateMessage: ", "UpdateMessage"}};
-        for (auto& label : labels) {
-            child->getAttribute(String(label[1]), value);  // missing gives ""
-            appendLine(text, label[0], value);
-        }
-        return text;
-    }
-    return String();
+    return LastUpdateTable().linesOf(id);
 }
