@@ -58,8 +58,8 @@ int main(int argc, char** argv) {
         for (const char* dir : {"conf", "logs", "bin", "tmp"}) {
             ok = ok && makeDirectory(join(home, dir));
         }
-        ok = ok && writeIfMissing(join(home, "conf/zr-inventory"), createDefaultInventory);
-        ok = ok && writeIfMissing(join(home, "conf/zr-network"), createDefaultNetwork);
+        ok = ok && writeIfMissing(join(home, ZRStateFiles::INVENTORY), createDefaultInventory);
+        ok = ok && writeIfMissing(join(home, ZRStateFiles::NETWORK), createDefaultNetwork);
         return ok ? 0 : 1;
     } catch (Exception& e) {
         std::fprintf(stderr, "zrupdate-init: %s\n", e.getMessage().c_str());

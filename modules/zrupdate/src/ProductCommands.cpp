@@ -58,7 +58,7 @@ class LastUpdateTable {
     LastUpdateTable() {
         ZRUpdateParser doc;
         try {
-            if (!ZRStoreFile::read(doc, ZRStoreFile::homeFile("conf/zr-lastupdate"))) return;
+            if (!ZRStoreFile::read(doc, ZRStoreFile::homeFile(ZRStateFiles::LAST_UPDATE))) return;
         } catch (Exception&) {
             return;  // a missing last-update file only drops these lines
         }

@@ -24,12 +24,6 @@ const int kInvalidCommandLine = -1;
 const int kTimedOut = -9;
 
 const char kLogFile[] = "logs/zrupdate.log";
-const char kInventoryFile[] = "conf/zr-inventory";
-const char kNetworkFile[] = "conf/zr-network";
-const char kModuleInventoryFile[] = "conf/zr-module-inventory";
-const char kModuleNetworkFile[] = "conf/zr-module-network";
-const char kDelayPackagesFile[] = "conf/zr-delay-packages";
-const char kPartialFilesFile[] = "conf/zr-partial-files";
 
 // Set-up and release of the TLS library around the whole run, so that every
 // return from the program releases it. OpenSSL 3 needs no more than
@@ -100,7 +94,8 @@ int run(int argc, char** argv) {
 
     // Both standard files must exist and hold something, even in module
     // mode; without them nothing is printed, not even the usage text.
-    if (!hasContent(kInventoryFile) || !hasContent(kNetworkFile)) return kBadStateFiles;
+    if (!hasContent(ZRStateFiles::INVENTORY) || !hasContent(ZRStateFiles::NETWORK))
+        return kBadStateFiles;
 
     CmdLine cmdLine(argc, argv);
     if (!checkOptions(cmdLine)) {
@@ -111,8 +106,8 @@ int run(int argc, char** argv) {
     bool moduleMode = cmdLine.hasEither("M", "moduleverify");
     ZRUpdateStore& store = ZRUpdateStore::instance();
     ZRNetConfig& network = ZRNetConfig::instance();
-    loadDocument(store, moduleMode ? kModuleInventoryFile : kInventoryFile);
-    loadDocument(network, moduleMode ? kModuleNetworkFile : kNetworkFile);
+    loadDocument(store, moduleMode ? ZRStateFiles::MODULE_INVENTORY : ZRStateFiles::INVENTORY);
+    loadDocument(network, moduleMode ? ZRStateFiles::MODULE_NETWORK : ZRStateFiles::NETWORK);
     if (!store.isValid() || !network.isValid()) {
         printText("Bad update inventory or network config file\n");
         return kBadStateFiles;
@@ -120,7 +115,7 @@ int run(int argc, char** argv) {
 
     bool update = cmdLine.hasEither("u", "update");
     if (update || cmdLine.hasEither("P", "package")) {
-        if (!ensureDefaultDocument(kDelayPackagesFile, createDefaultDelayPackages,
+        if (!ensureDefaultDocument(ZRStateFiles::DELAY_PACKAGES, createDefaultDelayPackages,
                                    "ZRUpdate: Create default delay package config file\n",
                                    "ZRUpdate: Create default delay package config file failed\n",
                                    "ZRUpdate: Create default delay package config file OK\n")) {
@@ -129,7 +124,7 @@ int run(int argc, char** argv) {
     }
     if (update) {
         if (!ensureDefaultDocument(
-                kPartialFilesFile, createDefaultPartialFiles,
+                ZRStateFiles::PARTIAL_FILES, createDefaultPartialFiles,
                 "ZRUpdate: Create default partial downloaded file info  config file\n",
                 "ZRUpdate: Create default partial downloaded file info config file failed\n",
                 "ZRUpdate: Create default partial downloaded file info config file OK\n")) {
