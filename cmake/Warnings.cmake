@@ -7,3 +7,7 @@ if(ZRUPDATE_SANITIZE)
   target_compile_options(zr_build_flags INTERFACE -fsanitize=address,undefined -fno-omit-frame-pointer -fno-sanitize-recover=undefined)
   target_link_options(zr_build_flags INTERFACE -fsanitize=address,undefined)
 endif()
+if(ZRUPDATE_FUZZ)
+  # Instrument the libraries too, so the fuzzer sees coverage inside them.
+  target_compile_options(zr_build_flags INTERFACE -fsanitize=fuzzer-no-link)
+endif()
