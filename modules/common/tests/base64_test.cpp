@@ -36,8 +36,12 @@ std::string decodeBytes(const char* text, int* result = nullptr) {
 }  // namespace
 
 TEST(Base64, EncodesTheRfc4648VectorsAndTheCredentialForm) {
-    const char* vectors[][2] = {{"f", "Zg=="},         {"fo", "Zm8="},        {"foo", "Zm9v"},
-                                {"foob", "Zm9vYg=="},  {"fooba", "Zm9vYmE="}, {"foobar", "Zm9vYmFy"},
+    const char* vectors[][2] = {{"f", "Zg=="},
+                                {"fo", "Zm8="},
+                                {"foo", "Zm9v"},
+                                {"foob", "Zm9vYg=="},
+                                {"fooba", "Zm9vYmE="},
+                                {"foobar", "Zm9vYmFy"},
                                 {"user:pw", "dXNlcjpwdw=="}};
     for (auto& v : vectors) {
         EXPECT_EQ(encodeBytes(v[0]), v[1]) << v[0];
@@ -45,11 +49,11 @@ TEST(Base64, EncodesTheRfc4648VectorsAndTheCredentialForm) {
     }
     EXPECT_TRUE(Base64::encode(String()).isEmpty());
     // All 64 alphabet characters, in order, from the bytes 0x00 0x10 0x83 ...
-    const unsigned char all[] = {0x00, 0x10, 0x83, 0x10, 0x51, 0x87, 0x20, 0x92, 0x8b, 0x30, 0xd3,
-                                 0x8f, 0x41, 0x14, 0x93, 0x51, 0x55, 0x97, 0x61, 0x96, 0x9b, 0x71,
-                                 0xd7, 0x9f, 0x82, 0x18, 0xa3, 0x92, 0x59, 0xa7, 0xa2, 0x9a, 0xab,
-                                 0xb2, 0xdb, 0xaf, 0xc3, 0x1c, 0xb3, 0xd3, 0x5d, 0xb7, 0xe3, 0x9e,
-                                 0xbb, 0xf3, 0xdf, 0xbf};
+    const unsigned char all[] = {0x00, 0x10, 0x83, 0x10, 0x51, 0x87, 0x20, 0x92, 0x8b, 0x30,
+                                 0xd3, 0x8f, 0x41, 0x14, 0x93, 0x51, 0x55, 0x97, 0x61, 0x96,
+                                 0x9b, 0x71, 0xd7, 0x9f, 0x82, 0x18, 0xa3, 0x92, 0x59, 0xa7,
+                                 0xa2, 0x9a, 0xab, 0xb2, 0xdb, 0xaf, 0xc3, 0x1c, 0xb3, 0xd3,
+                                 0x5d, 0xb7, 0xe3, 0x9e, 0xbb, 0xf3, 0xdf, 0xbf};
     EXPECT_EQ(encodeBytes(std::string(reinterpret_cast<const char*>(all), sizeof all)),
               "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/");
 }
@@ -94,20 +98,19 @@ TEST(Base64, DecodesTheVectorsAndEveryByteValueBack) {
 }
 
 TEST(Base64, RejectsWhatNoEncoderWritesAndWritesNothing) {
-    const char* bad[] = {
-        "Zm9",        // length not a multiple of four
-        "Zm9vY",      // likewise
-        "Zm9v\n",     // whitespace
-        "Zm 9v",      // blank inside
-        "Zm9v!A==",   // outside the alphabet
-        "Zm9-",       // URL-safe alphabet is not this one
-        "Zg=a",       // data after padding
-        "Z===",       // three padding characters
-        "====",       // padding only
-        "Zg==Zg==",   // padding in the middle
-        "Zh==",       // left-over bits set
-        "Zm9=",       // likewise, one padding character
-        "\xc3\xa9\xc3\xa9"};  // non-ASCII bytes
+    const char* bad[] = {"Zm9",                // length not a multiple of four
+                         "Zm9vY",              // likewise
+                         "Zm9v\n",             // whitespace
+                         "Zm 9v",              // blank inside
+                         "Zm9v!A==",           // outside the alphabet
+                         "Zm9-",               // URL-safe alphabet is not this one
+                         "Zg=a",               // data after padding
+                         "Z===",               // three padding characters
+                         "====",               // padding only
+                         "Zg==Zg==",           // padding in the middle
+                         "Zh==",               // left-over bits set
+                         "Zm9=",               // likewise, one padding character
+                         "\xc3\xa9\xc3\xa9"};  // non-ASCII bytes
     for (const char* text : bad) {
         EXPECT_EQ(Base64::decodedLength(text), -1) << text;
         unsigned char guard[8];
@@ -124,8 +127,9 @@ TEST(Base64, RejectsWhatNoEncoderWritesAndWritesNothing) {
 TEST(Base64, NeverWritesPastAnInputSizedBuffer) {
     // Whatever the text, the decoded bytes fit a buffer of strlen(text)
     // bytes; the heap buffer lets the address sanitizer check each write.
-    const char* texts[] = {"A", "AA", "AAA", "AAAA", "AA==", "AAA=", "////", "+/+/+/==",
-                           "Zm9vYmFyZm9vYmFy", "=", "==", "A=", "A==", "A==="};
+    const char* texts[] = {
+        "A", "AA", "AAA", "AAAA", "AA==", "AAA=", "////", "+/+/+/==", "Zm9vYmFyZm9vYmFy",
+        "=", "==", "A=",  "A==",  "A==="};
     for (const char* text : texts) {
         size_t len = std::strlen(text);
         unsigned char* buffer = new unsigned char[len];

@@ -1,5 +1,3 @@
-#include "util/RSAUtil.h"
-
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
@@ -10,11 +8,13 @@
 #include <string>
 #include <vector>
 
+#include "util/RSAUtil.h"
+
 // Keys are made fresh by the openssl command in a scratch folder; the
 // ciphertexts are checked both by this class and by the openssl command, so
 // a fault shared by encryption and decryption here cannot hide.
 class RSAUtilTest : public ::testing::Test {
-protected:
+  protected:
     static std::string dir;
 
     static std::string file(const char* name) { return dir + "/" + name; }
@@ -28,18 +28,21 @@ protected:
         ASSERT_NE(mkdtemp(tmpl), nullptr);
         dir = tmpl;
         const std::string key = file("key.pem");
-        ASSERT_TRUE(run("openssl genpkey -algorithm RSA -pkeyopt rsa_keygen_bits:2048 -out " + key));
+        ASSERT_TRUE(
+            run("openssl genpkey -algorithm RSA -pkeyopt rsa_keygen_bits:2048 -out " + key));
         ASSERT_TRUE(run("openssl genpkey -algorithm RSA -pkeyopt rsa_keygen_bits:2048 -out " +
                         file("other.pem")));
         ASSERT_TRUE(run("openssl pkey -in " + key + " -pubout -out " + file("pub.pem")));
-        ASSERT_TRUE(run("openssl rsa -in " + key + " -RSAPublicKey_out -out " + file("rsapub.pem")));
+        ASSERT_TRUE(
+            run("openssl rsa -in " + key + " -RSAPublicKey_out -out " + file("rsapub.pem")));
         ASSERT_TRUE(run("openssl req -new -x509 -key " + key + " -subj /CN=zr-test -days 2 -out " +
                         file("cert.pem")));
         ASSERT_TRUE(run("openssl pkey -in " + key + " -aes128 -passout pass:secret -out " +
                         file("encrypted.pem")));
         ASSERT_TRUE(run("openssl genpkey -algorithm EC -pkeyopt ec_paramgen_curve:P-256 -out " +
                         file("ec.pem")));
-        ASSERT_TRUE(run("openssl pkey -in " + file("ec.pem") + " -pubout -out " + file("ecpub.pem")));
+        ASSERT_TRUE(
+            run("openssl pkey -in " + file("ec.pem") + " -pubout -out " + file("ecpub.pem")));
         // A public key with a line of text before its marker.
         ASSERT_TRUE(run("(echo 'subject=CN = zr-test'; cat " + file("pub.pem") + ") > " +
                         file("prefixed.pem")));
@@ -76,7 +79,8 @@ protected:
     static std::string pkeyutl(const String& hex, const std::string& args) {
         writeFile(file("ct.bin"), hexToBytes(hex));
         std::remove(file("pt.bin").c_str());
-        if (!run("openssl pkeyutl " + args + " -in " + file("ct.bin") + " -out " + file("pt.bin"))) {
+        if (!run("openssl pkeyutl " + args + " -in " + file("ct.bin") + " -out " +
+                 file("pt.bin"))) {
             return "<openssl failed>";
         }
         return readFile(file("pt.bin"));
@@ -164,8 +168,9 @@ TEST_F(RSAUtilTest, PKCS1TakesAtMost245BytesAndNoPaddingTheWholeKey) {
     String full = raw.encryptWithPublicKey(data.data(), 256);
     ASSERT_EQ(full.length(), 512);
     EXPECT_TRUE(raw.encryptWithPublicKey(data.data(), 257).isEmpty());
-    EXPECT_EQ(pkeyutl(full, "-decrypt -inkey " + file("key.pem") + " -pkeyopt rsa_padding_mode:none"),
-              std::string(data.begin(), data.begin() + 256));
+    EXPECT_EQ(
+        pkeyutl(full, "-decrypt -inkey " + file("key.pem") + " -pkeyopt rsa_padding_mode:none"),
+        std::string(data.begin(), data.begin() + 256));
 
     // A short input without padding is filled up to the key size with random
     // bytes; decryption gives the whole block, the data first.

@@ -4,7 +4,9 @@
 
 #include "Exception.h"
 
-static bool isBlank(char c) { return c == ' ' || c == '\t'; }
+static bool isBlank(char c) {
+    return c == ' ' || c == '\t';
+}
 
 long parseDecimal(const String& text) {
     const char* s = text.c_str();

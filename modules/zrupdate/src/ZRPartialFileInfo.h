@@ -6,12 +6,12 @@
 
 // An interrupted download that may be resumed.
 class ZRPartialFileInfo {
-public:
-    long productID;  // product the package belongs to
-    String url;      // download address of the package
-    String path;     // local file holding the part already received
-    long size;       // full size of the package in bytes
-    long actualSize; // bytes received so far
+  public:
+    long productID;   // product the package belongs to
+    String url;       // download address of the package
+    String path;      // local file holding the part already received
+    long size;        // full size of the package in bytes
+    long actualSize;  // bytes received so far
 
     // Numbers 0, texts empty.
     ZRPartialFileInfo();
@@ -20,7 +20,7 @@ public:
 // When an interrupted download may be resumed: packages of at least
 // `minSize` bytes, for the products listed in `ids`.
 class SizeLimit {
-public:
+  public:
     long minSize;
     Vector<long> ids;
 

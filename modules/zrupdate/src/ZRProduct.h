@@ -7,7 +7,7 @@
 // What identifies a registered product. `id` is unique in the inventory;
 // `parent` holds a list of parent product ids as free text.
 class ZRProductInfo {
-public:
+  public:
     long id;
     String name;
     String installPath;
@@ -23,7 +23,7 @@ public:
 
 // One product of the inventory: its installed version and its description.
 class ZRProduct {
-public:
+  public:
     ZRVersionInfo version;
     ZRProductInfo info;
 

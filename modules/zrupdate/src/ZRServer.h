@@ -7,7 +7,7 @@
 // One update server, known by its host name (a host, or host:port, exactly
 // as the network settings hold it).
 class ZRServer {
-public:
+  public:
     String host;
 
     ZRServer();
@@ -16,7 +16,7 @@ public:
 
 // How the updater reaches its update servers.
 class NetSettings {
-public:
+  public:
     String type;          // "http" or "https"
     String mac;           // host MAC address announced to the server
     String isUsingProxy;  // "1" or "0"
@@ -24,9 +24,9 @@ public:
     int proxyport;        // proxy port, 0 when none
     String proxyuser;
     String proxypass;
-    String user;          // web-authentication user
-    String password;      // web-authentication password
-    int timeout;          // connection timeout in seconds, -1 when not set
+    String user;                    // web-authentication user
+    String password;                // web-authentication password
+    int timeout;                    // connection timeout in seconds, -1 when not set
     Vector<ZRServer> servers;       // current server list, in file order
     Vector<ZRServer> savedServers;  // saved server list
 
@@ -37,7 +37,7 @@ public:
 // The server certificate used to verify TLS peers: the file `certFile`,
 // optionally relative to `certDir`.
 class ServerVerify {
-public:
+  public:
     String certDir;
     String certFile;
 

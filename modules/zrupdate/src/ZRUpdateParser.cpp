@@ -34,7 +34,8 @@ long number(const XMLNode& node, const char* name, long absent) {
 // as one that is not a number.
 int smallNumber(const XMLNode& node, const char* name) {
     long value = number(node, name, 0);
-    if (value < INT_MIN || value > INT_MAX) ZR_THROW(Exception, "invalid dec number", "ZRUpdateParser");
+    if (value < INT_MIN || value > INT_MAX)
+        ZR_THROW(Exception, "invalid dec number", "ZRUpdateParser");
     return int(value);
 }
 
@@ -74,8 +75,9 @@ bool readPackage(const XMLNode& element, ZRPackageInfo& package) {
             package.version = ZRVersionInfo(major, minor, patchLevel, buildNum,
                                             attribute(*child, "status"), attribute(*child, "desc"));
         } else if (name.equalsIgnoreCase("ExtVersionInfo")) {
-            package.version = ZRVersionInfo(VersionInfo(
-                attribute(*child, "version"), attribute(*child, "status"), attribute(*child, "desc")));
+            package.version =
+                ZRVersionInfo(VersionInfo(attribute(*child, "version"), attribute(*child, "status"),
+                                          attribute(*child, "desc")));
         } else if (name.equalsIgnoreCase("PlatformInfo")) {
             package.arch = attribute(*child, "arch");
             package.os = attribute(*child, "os");
@@ -154,7 +156,9 @@ bool buildPackage(XMLTree& element, const ZRPackageInfo& p) {
 
 ZRUpdateParser::ZRUpdateParser() : parser(nullptr), loaded(false) {}
 
-ZRUpdateParser::~ZRUpdateParser() { delete parser; }
+ZRUpdateParser::~ZRUpdateParser() {
+    delete parser;
+}
 
 bool ZRUpdateParser::parse(const String& text) {
     delete parser;
@@ -174,9 +178,13 @@ bool ZRUpdateParser::parse(InputStream& in) {
     return loaded;
 }
 
-bool ZRUpdateParser::isLoaded() const { return loaded; }
+bool ZRUpdateParser::isLoaded() const {
+    return loaded;
+}
 
-XMLTree* ZRUpdateParser::getTree() const { return parser != nullptr ? parser->getTree() : nullptr; }
+XMLTree* ZRUpdateParser::getTree() const {
+    return parser != nullptr ? parser->getTree() : nullptr;
+}
 
 String ZRUpdateParser::getRootName() const {
     if (!loaded) return String();
@@ -188,7 +196,8 @@ int ZRUpdateParser::getResultCode() const {
     String code;
     if (!getTree()->getAttribute("/Result", "code", code, -1) || code.isEmpty()) return -1;
     long value = parseDecimal(code);
-    if (value < INT_MIN || value > INT_MAX) ZR_THROW(Exception, "invalid dec number", "ZRUpdateParser");
+    if (value < INT_MIN || value > INT_MAX)
+        ZR_THROW(Exception, "invalid dec number", "ZRUpdateParser");
     return int(value);
 }
 
@@ -244,7 +253,8 @@ int writePackageList(OutputStream& out, const Vector<ZRPackageInfo>& packages) {
         // matching those of the packages before it.
         std::unique_ptr<XMLTree> element(ok ? tree->getSubtree("/PackageInfo", i) : nullptr);
         if (!element || !buildPackage(*element, packages[i])) {
-            Log::getLog()->log(String("ZRUpdate: Cannot create default XML tree"), Log::LEVEL_DEBUG);
+            Log::getLog()->log(String("ZRUpdate: Cannot create default XML tree"),
+                               Log::LEVEL_DEBUG);
             return -1;
         }
     }

@@ -21,7 +21,7 @@ class XMLTree;
 // truncated or broken answer yields -1 or an empty result, never a part of a
 // package list.
 class ZRUpdateParser : public ZRObject {
-public:
+  public:
     ZRUpdateParser();
     ~ZRUpdateParser() override;
 
@@ -63,7 +63,7 @@ public:
     // number throws Exception "invalid dec number".
     int getPackageList(Vector<ZRPackageInfo>& out, bool rootIsList) const;
 
-private:
+  private:
     XMLParser* parser;
     bool loaded;
 };

@@ -8,7 +8,9 @@ VersionInfo::VersionInfo() : numeric(false) {}
 VersionInfo::VersionInfo(const String& version, const String& status, const String& desc)
     : version(version), status(status), desc(desc), numeric(false) {}
 
-bool VersionInfo::isValid() const { return !version.isEmpty(); }
+bool VersionInfo::isValid() const {
+    return !version.isEmpty();
+}
 
 String VersionInfo::toString() const {
     String text(version);
@@ -53,8 +55,13 @@ ZRVersionInfo::ZRVersionInfo(long major, long minor, long patchLevel, long build
       minor(minor),
       patchLevel(patchLevel),
       buildNum(buildNum) {
-    version.append(major).append('.').append(minor).append('.').append(patchLevel).append('.').append(
-        buildNum);
+    version.append(major)
+        .append('.')
+        .append(minor)
+        .append('.')
+        .append(patchLevel)
+        .append('.')
+        .append(buildNum);
     numeric = true;
 }
 

@@ -7,7 +7,7 @@
 // word ("beta", ...) and free text. `numeric` tells whether the record also
 // carries the four numbers of ZRVersionInfo.
 class VersionInfo {
-public:
+  public:
     String version;
     String status;
     String desc;
@@ -30,7 +30,7 @@ public:
 
 // A version with the four numbers major.minor.patchLevel.buildNum.
 class ZRVersionInfo : public VersionInfo {
-public:
+  public:
     long major;
     long minor;
     long patchLevel;
@@ -42,7 +42,7 @@ public:
     // From text: keeps the three strings. A non-empty text is split at every
     // '.', '-' or '_'; with two or more parts the first two are major and
     // minor and the record is numeric; exactly four parts give patchLevel and
-    // buildNum, three or five and more give buildNum = part 3. One part
+    // buildNum, three or five and more give buildNum = the third. One part
     // leaves the record non-numeric with numbers 0.
     // Throws Exception "invalid dec number" when a part that is read is not
     // a decimal number.

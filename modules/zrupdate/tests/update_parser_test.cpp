@@ -1,5 +1,3 @@
-#include "ZRUpdateParser.h"
-
 #include <gtest/gtest.h>
 #include <stdlib.h>
 #include <unistd.h>
@@ -8,6 +6,7 @@
 #include <string>
 
 #include "Exception.h"
+#include "ZRUpdateParser.h"
 #include "io/FileInputStream.h"
 #include "io/StringOutputStream.h"
 #include "xml/XMLTree.h"
@@ -37,7 +36,9 @@ bool parse(ZRUpdateParser& parser, const std::string& text) {
     return parser.parse(String(text.c_str()));
 }
 
-std::string str(const String& s) { return std::string(s.c_str()); }
+std::string str(const String& s) {
+    return std::string(s.c_str());
+}
 
 void expectFullPackage(const ZRPackageInfo& p) {
     EXPECT_EQ(str(p.path), "/tmp/dl");
@@ -88,7 +89,8 @@ TEST(UpdateParserResult, CodeAndStatusComeFromTheResultElement) {
     EXPECT_NE(parser.getTree(), nullptr);
 
     // Attribute names are matched without regard to case.
-    ASSERT_TRUE(parse(parser, "<ZRSelfUpdateResponse><Result CODE=\"211\"/></ZRSelfUpdateResponse>"));
+    ASSERT_TRUE(
+        parse(parser, "<ZRSelfUpdateResponse><Result CODE=\"211\"/></ZRSelfUpdateResponse>"));
     EXPECT_EQ(parser.getResultCode(), 211);
     EXPECT_EQ(str(parser.getRootName()), "ZRSelfUpdateResponse");
 
@@ -115,8 +117,9 @@ TEST(UpdateParserResult, ABrokenDocumentYieldsNothingEvenWhatWasReadBeforeTheErr
     ZRUpdateParser parser;
     ASSERT_TRUE(parse(parser, answer("<Result code=\"200\"/>")));
     // Truncated: the Result and ServerList before the break must not count.
-    EXPECT_FALSE(parse(parser, "<ZRUpdateResponse><Result code=\"210\"/><ServerList>"
-                               "<Server host=\"a\"/>"));
+    EXPECT_FALSE(parse(parser,
+                       "<ZRUpdateResponse><Result code=\"210\"/><ServerList>"
+                       "<Server host=\"a\"/>"));
     EXPECT_FALSE(parser.isLoaded());
     EXPECT_EQ(parser.getResultCode(), -1);
     Vector<ZRServer> servers;
@@ -202,14 +205,14 @@ TEST(UpdateParserPackages, APackageNeedsFiveChildrenOfAnyKind) {
 TEST(UpdateParserPackages, ChildNamesIgnoreCaseAndMissingValuesKeepDefaults) {
     ZRUpdateParser parser;
     Vector<ZRPackageInfo> packages;
-    ASSERT_TRUE(parse(
-        parser,
-        answer("<PackageInfoList>"
-               "<PackageInfo><productinfo name=\"n\"/><EXTVERSIONINFO version=\"2006 R2\"/>"
-               "<platforminfo/><downloadinfo/><runinfo installScript=\"go\"/></PackageInfo>"
-               "<Note/>"  // not a package: passed over
-               "<PackageInfo><x/><y/><z/><w/><v/></PackageInfo>"
-               "</PackageInfoList>")));
+    ASSERT_TRUE(
+        parse(parser,
+              answer("<PackageInfoList>"
+                     "<PackageInfo><productinfo name=\"n\"/><EXTVERSIONINFO version=\"2006 R2\"/>"
+                     "<platforminfo/><downloadinfo/><runinfo installScript=\"go\"/></PackageInfo>"
+                     "<Note/>"  // not a package: passed over
+                     "<PackageInfo><x/><y/><z/><w/><v/></PackageInfo>"
+                     "</PackageInfoList>")));
     ASSERT_EQ(parser.getPackageList(packages, false), 2);
 
     const ZRPackageInfo& p = packages[0];
@@ -335,7 +338,8 @@ TEST(WritePackageList, WritesTheElementsAndAttributesInTheirFixedOrder) {
         "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
         "<PackageInfoList>\n"
         "<PackageInfo path=\"/tmp/zrupdate/42\" file=\"scan.zip\">\n"
-        "<ProductInfo id=\"42\" name=\"Scanner\" desc=\"Virus scanner\" installPath=\"/opt/scan\"/>\n"
+        "<ProductInfo id=\"42\" name=\"Scanner\" desc=\"Virus scanner\" "
+        "installPath=\"/opt/scan\"/>\n"
         "<PlatformInfo arch=\"x86_64\" os=\"Linux\" vendor=\"RedHat\" version=\"5.10\"/>\n"
         "<ZRVersionInfo major=\"3\" minor=\"1\" patchLevel=\"4\" buildNum=\"159\" status=\"beta\" "
         "desc=\"next\"/>\n"

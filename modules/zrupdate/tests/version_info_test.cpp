@@ -1,15 +1,10 @@
-#include "ZRVersionInfo.h"
-
 #include <gtest/gtest.h>
 
 #include <climits>
 
 #include "Exception.h"
 #include "ZRDecimal.h"
-#include "ZRPackageInfo.h"
-#include "ZRPartialFileInfo.h"
-#include "ZRProduct.h"
-#include "ZRServer.h"
+#include "ZRVersionInfo.h"
 
 namespace {
 
@@ -37,7 +32,7 @@ TEST(ZRVersionInfo, TextIsSplitAtDotsDashesAndUnderscoresByPartCount) {
     ZRVersionInfo fourMixed("4-1_7.12");
     expectNumbers(fourMixed, 4, 1, 7, 12);
 
-    // Five or more parts behave like three: part 3 is the build number and
+    // Five or more parts behave like three: the third is the build number and
     // the rest is ignored.
     ZRVersionInfo five("9.8.7.6.5");
     expectNumbers(five, 9, 8, 0, 7);
@@ -129,45 +124,15 @@ TEST(ParseDecimal, AcceptsSignsAndBlanksAndRefusesTheRest) {
     EXPECT_EQ(parseDecimal("   "), 0);
     EXPECT_EQ(parseDecimal("9223372036854775807"), LONG_MAX);
     EXPECT_EQ(parseDecimal("-9223372036854775808"), LONG_MIN);
-    const char* bad[] = {"-", "4x", "x4", "1 2", "0x10", "9223372036854775808",
-                         "-9223372036854775809", "99999999999999999999999"};
+    const char* bad[] = {"-",
+                         "4x",
+                         "x4",
+                         "1 2",
+                         "0x10",
+                         "9223372036854775808",
+                         "-9223372036854775809",
+                         "99999999999999999999999"};
     for (const char* text : bad) {
         EXPECT_THROW(parseDecimal(text), Exception) << text;
     }
-}
-
-TEST(Records, StartEmptyWithTheDocumentedDefaults) {
-    ZRProductInfo info;
-    EXPECT_EQ(info.id, 0);
-    EXPECT_TRUE(info.name.isEmpty() && info.parent.isEmpty() && info.OEM.isEmpty());
-
-    NetSettings settings;
-    EXPECT_EQ(settings.proxyport, 0);
-    EXPECT_EQ(settings.timeout, -1);
-    EXPECT_EQ(settings.servers.size(), 0);
-    EXPECT_TRUE(settings.type.isEmpty());
-
-    ZRPackageInfo package;
-    EXPECT_EQ(package.size, 0);
-    EXPECT_EQ(package.downloadResult, 0);
-    EXPECT_EQ(package.runResult, 0);
-    EXPECT_EQ(package.product.id, 0);
-    EXPECT_FALSE(package.version.numeric);
-
-    SizeLimit limit;
-    EXPECT_EQ(limit.minSize, 0);
-    EXPECT_EQ(limit.ids.size(), 0);
-
-    ZRPartialFileInfo partial;
-    EXPECT_EQ(partial.productID, 0);
-    EXPECT_EQ(partial.actualSize, 0);
-
-    // Copies are deep: changing the copy leaves the original alone.
-    ZRProduct product(ZRVersionInfo("1.2"), info);
-    ZRProduct copy(product);
-    copy.info.name = "other";
-    copy.version.major = 9;
-    EXPECT_TRUE(product.info.name.isEmpty());
-    EXPECT_EQ(product.version.major, 1);
-    EXPECT_STREQ(ZRServer("h:1").host.c_str(), "h:1");
 }

@@ -33,7 +33,8 @@ int Base64::encode(const unsigned char* data, int len, char** out) {
     char* p = text;
     size_t i = 0;
     for (; i + 3 <= count; i += 3) {
-        unsigned long group = (unsigned long)data[i] << 16 | (unsigned long)data[i + 1] << 8 | data[i + 2];
+        unsigned long group =
+            (unsigned long)data[i] << 16 | (unsigned long)data[i + 1] << 8 | data[i + 2];
         *p++ = ALPHABET[(group >> 18) & 63];
         *p++ = ALPHABET[(group >> 12) & 63];
         *p++ = ALPHABET[(group >> 6) & 63];

@@ -55,8 +55,8 @@ EVP_PKEY* readPrivateKey(const String& fileName, const String& passPhrase) {
     if (fileName.isEmpty()) return nullptr;
     FILE* fp = std::fopen(fileName.c_str(), "r");
     if (fp == nullptr) return nullptr;
-    EVP_PKEY* key = PEM_read_PrivateKey(fp, nullptr, passPhraseCallback,
-                                        const_cast<String*>(&passPhrase));
+    EVP_PKEY* key =
+        PEM_read_PrivateKey(fp, nullptr, passPhraseCallback, const_cast<String*>(&passPhrase));
     std::fclose(fp);
     if (key == nullptr) reportOpenSSLError("cannot read the private key");
     return keepIfRSA(key);
@@ -153,19 +153,33 @@ bool runRSA(EVP_PKEY* key, int padding, Operation op, const unsigned char* in, s
     if (ctx == nullptr) return false;
     int ok = 0;
     switch (op) {
-        case Operation::Encrypt: ok = EVP_PKEY_encrypt_init(ctx); break;
-        case Operation::Sign: ok = EVP_PKEY_sign_init(ctx); break;
-        case Operation::Decrypt: ok = EVP_PKEY_decrypt_init(ctx); break;
-        case Operation::VerifyRecover: ok = EVP_PKEY_verify_recover_init(ctx); break;
+        case Operation::Encrypt:
+            ok = EVP_PKEY_encrypt_init(ctx);
+            break;
+        case Operation::Sign:
+            ok = EVP_PKEY_sign_init(ctx);
+            break;
+        case Operation::Decrypt:
+            ok = EVP_PKEY_decrypt_init(ctx);
+            break;
+        case Operation::VerifyRecover:
+            ok = EVP_PKEY_verify_recover_init(ctx);
+            break;
     }
     if (ok > 0) ok = EVP_PKEY_CTX_set_rsa_padding(ctx, padding);
     size_t outLen = size_t(EVP_PKEY_get_size(key));
     out.resize(outLen);
     if (ok > 0) {
         switch (op) {
-            case Operation::Encrypt: ok = EVP_PKEY_encrypt(ctx, out.data(), &outLen, in, inLen); break;
-            case Operation::Sign: ok = EVP_PKEY_sign(ctx, out.data(), &outLen, in, inLen); break;
-            case Operation::Decrypt: ok = EVP_PKEY_decrypt(ctx, out.data(), &outLen, in, inLen); break;
+            case Operation::Encrypt:
+                ok = EVP_PKEY_encrypt(ctx, out.data(), &outLen, in, inLen);
+                break;
+            case Operation::Sign:
+                ok = EVP_PKEY_sign(ctx, out.data(), &outLen, in, inLen);
+                break;
+            case Operation::Decrypt:
+                ok = EVP_PKEY_decrypt(ctx, out.data(), &outLen, in, inLen);
+                break;
             case Operation::VerifyRecover:
                 ok = EVP_PKEY_verify_recover(ctx, out.data(), &outLen, in, inLen);
                 break;
@@ -177,13 +191,17 @@ bool runRSA(EVP_PKEY* key, int padding, Operation op, const unsigned char* in, s
     return true;
 }
 
-int keySize(EVP_PKEY* key) { return key != nullptr ? EVP_PKEY_get_size(key) : 0; }
+int keySize(EVP_PKEY* key) {
+    return key != nullptr ? EVP_PKEY_get_size(key) : 0;
+}
 
 }  // namespace
 
 RSAUtil::RSAUtil(const String& privateKeyFile, const String& publicKeyFile,
                  const String& passPhrase, bool noPadding)
-    : privateKey(nullptr), publicKey(nullptr), padding(noPadding ? RSA_NO_PADDING : RSA_PKCS1_PADDING) {
+    : privateKey(nullptr),
+      publicKey(nullptr),
+      padding(noPadding ? RSA_NO_PADDING : RSA_PKCS1_PADDING) {
     OPENSSL_init_crypto(OPENSSL_INIT_LOAD_CRYPTO_STRINGS | OPENSSL_INIT_ADD_ALL_CIPHERS |
                             OPENSSL_INIT_ADD_ALL_DIGESTS,
                         nullptr);
@@ -196,15 +214,19 @@ RSAUtil::~RSAUtil() {
     EVP_PKEY_free(publicKey);
 }
 
-int RSAUtil::publicKeySize() const { return keySize(publicKey); }
+int RSAUtil::publicKeySize() const {
+    return keySize(publicKey);
+}
 
-int RSAUtil::privateKeySize() const { return keySize(privateKey); }
+int RSAUtil::privateKeySize() const {
+    return keySize(privateKey);
+}
 
 // Shared by both encryptions: checks the length against the key and the
 // padding, fills an unpadded short input up with random bytes, and renders
 // the ciphertext in hex.
-static String encryptWith(EVP_PKEY* key, int padding, bool usePrivateKey,
-                          const unsigned char* data, int len) {
+static String encryptWith(EVP_PKEY* key, int padding, bool usePrivateKey, const unsigned char* data,
+                          int len) {
     int size = keySize(key);
     if (size == 0 || data == nullptr || len < 0 || len > size) return String();
     if (padding == RSA_PKCS1_PADDING && len > size - 11) return String();
