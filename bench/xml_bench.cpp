@@ -65,7 +65,9 @@ bool parseFile(const char* path, std::unique_ptr<XMLParser>& parser) {
     return parser->parse(in);
 }
 
-std::string number(int n) { return std::to_string(n); }
+std::string number(int n) {
+    return std::to_string(n);
+}
 
 // The inventory: ZRUpdateClientSettings / Inventory / Products with one
 // InstalledProduct (ProductInfo and ZRVersionInfo, 14 attributes) per product.
@@ -106,7 +108,7 @@ std::unique_ptr<XMLTree> buildInventory() {
         for (auto& pair : info) {
             const char* value = pair[1];
             if (value == nullptr) {
-                value = std::strstr(pair[0], "/id")         ? id.c_str()
+                value = std::strstr(pair[0], "/id")       ? id.c_str()
                         : std::strstr(pair[0], "install") ? path.c_str()
                                                           : build.c_str();
             }
@@ -168,7 +170,9 @@ int main(int argc, char** argv) {
     if (n <= 0) return 1;
     selfPath[n] = '\0';
     double oursProcess = bestOf(RUNS, [&] { return runQuietly({selfPath, "--parse", file}); });
-    double xmllint = bestOf(RUNS, [&] { return runQuietly({"/usr/bin/xmllint", "--noout", file}); });
+    double xmllint = bestOf(RUNS, [&] {
+        return runQuietly({"/usr/bin/xmllint", "--noout", file});
+    });
     double xmlwf = bestOf(RUNS, [&] { return runQuietly({"/usr/bin/xmlwf", file}); });
 
     std::printf("inventory document: %d products, %d bytes (%s)\n", PRODUCTS, text.length(),
@@ -187,8 +191,8 @@ int main(int argc, char** argv) {
         std::printf("  xmllint --noout               failed or missing\n");
     }
     if (xmlwf > 0) {
-        std::printf("  xmlwf                         %8.1f ms   ours/xmlwf   = %.2f\n",
-                    xmlwf * 1e3, oursProcess / xmlwf);
+        std::printf("  xmlwf                         %8.1f ms   ours/xmlwf   = %.2f\n", xmlwf * 1e3,
+                    oursProcess / xmlwf);
     } else {
         std::printf("  xmlwf                         failed or missing\n");
     }

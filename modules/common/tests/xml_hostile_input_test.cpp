@@ -52,7 +52,8 @@ TEST(XMLHostileInput, MalformedDocumentsAreRefused) {
         "<?xml version=\"1.0\" encoding=\"UTF-8\"?><a x=\"\xff\"/>",
         "<?xml version=\"1.0\" encoding=\"UTF-8\"?><a x=\"\xC0\x80\"/>",
         "<?xml version=\"1.0\" encoding=\"X-NO-SUCH-ENCODING\"?><a/>",
-        "\xFF\xFE<\x00" "a\x00/\x00",
+        "\xFF\xFE<\x00"
+        "a\x00/\x00",
         std::string("<a>\0</a>", 8),
         "<a\x01/>",
     };
@@ -67,8 +68,8 @@ TEST(XMLHostileInput, MalformedDocumentsAreRefused) {
         }
     }
     // Other encodings are read into UTF-8.
-    ASSERT_TRUE(parseText(*parser,
-                          "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><a x=\"\xE9\"/>"));
+    ASSERT_TRUE(
+        parseText(*parser, "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><a x=\"\xE9\"/>"));
     String value;
     ASSERT_TRUE(parser->getTree()->getAttribute("/", "x", value, -1));
     EXPECT_EQ(value, String("\xC3\xA9"));
@@ -140,7 +141,8 @@ TEST(XMLHostileInput, EntityTricksAreRefused) {
     std::string laughs = "<?xml version=\"1.0\"?>\n<!DOCTYPE lolz [\n<!ENTITY lol \"lol\">\n";
     for (int i = 1; i < 10; ++i) {
         laughs += "<!ENTITY lol" + std::to_string(i) + " \"";
-        for (int j = 0; j < 10; ++j) laughs += (i == 1 ? "&lol;" : "&lol" + std::to_string(i - 1) + ";");
+        for (int j = 0; j < 10; ++j)
+            laughs += (i == 1 ? "&lol;" : "&lol" + std::to_string(i - 1) + ";");
         laughs += "\">\n";
     }
     laughs += "]>\n<lolz v=\"&lol9;\">&lol9;</lolz>";

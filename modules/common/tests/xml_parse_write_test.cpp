@@ -34,7 +34,7 @@ String attr(const XMLTree& tree, const char* path, const char* name, int index =
 
 // Remembers every write call it receives.
 class RecordingStream : public OutputStream {
-public:
+  public:
     void write(char c) override { writes.emplace_back(1, c); }
     using OutputStream::write;
     void write(const char* buf, int n) override { writes.emplace_back(buf, n); }
@@ -43,7 +43,7 @@ public:
 
 // Hands out at most `step` bytes per read, as a pipe or socket may.
 class TricklingStream : public InputStream {
-public:
+  public:
     TricklingStream(const std::string& data, int step) : data(data), step(step) {}
     int read(char* buf, int n) override {
         int count = std::min<int>({n, step, static_cast<int>(data.size() - offset)});
@@ -90,10 +90,11 @@ TEST(XMLWrite, DeclarationThenOneElementPerLineWithoutIndentation) {
 
 TEST(XMLRoundTrip, SpecialCharactersAreEscapedAndReadBackUnchanged) {
     std::unique_ptr<XMLParser> parser(XMLParser::create());
-    ASSERT_TRUE(parser->parse(String(
-        "<?xml version=\"1.0\"?>\n"
-        "<Root q='say \"hi\"' a=\"x &amp; y &lt; z &gt; w &apos;\" "
-        "ws=\"t&#9;n&#10;r&#13;\" raw=\"tab\there\nnl\" u=\"\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80\"/>")));
+    ASSERT_TRUE(
+        parser->parse(String("<?xml version=\"1.0\"?>\n"
+                             "<Root q='say \"hi\"' a=\"x &amp; y &lt; z &gt; w &apos;\" "
+                             "ws=\"t&#9;n&#10;r&#13;\" raw=\"tab\there\nnl\" "
+                             "u=\"\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80\"/>")));
     XMLTree* tree = parser->getTree();
     EXPECT_EQ(attr(*tree, "/", "q"), String("say \"hi\""));
     EXPECT_EQ(attr(*tree, "/", "a"), String("x & y < z > w '"));
@@ -123,7 +124,11 @@ TEST(XMLRoundTrip, EveryValueSetInCodeReadsBack) {
     // Bytes XML cannot carry still give a readable document: stray bytes are
     // taken as Latin-1, control characters become U+FFFD.
     ASSERT_TRUE(tree->setAttribute("/", "latin1", "\xE9t\xE9", -1));
-    ASSERT_TRUE(tree->setAttribute("/", "ctrl", "a\x01" "b\x1F" "c\xEF\xBF\xBE", -1));
+    ASSERT_TRUE(tree->setAttribute("/", "ctrl",
+                                   "a\x01"
+                                   "b\x1F"
+                                   "c\xEF\xBF\xBE",
+                                   -1));
     ASSERT_TRUE(tree->setAttribute("/", "bad", "\xC0\x80\xED\xA0\x80\xF4\x90\x80\x80", -1));
     std::string text = textOf(*tree);
     EXPECT_NE(text.find("latin1=\"&#xE9;t&#xE9;\""), std::string::npos) << text;
@@ -133,8 +138,9 @@ TEST(XMLRoundTrip, EveryValueSetInCodeReadsBack) {
     ASSERT_TRUE(parser->parse(String(text.c_str()))) << text;
     EXPECT_EQ(attr(*parser->getTree(), "/", "v"), String(all.c_str()));
     EXPECT_EQ(attr(*parser->getTree(), "/", "latin1"), String("\xC3\xA9t\xC3\xA9"));
-    EXPECT_EQ(attr(*parser->getTree(), "/", "ctrl"),
-              String("a\xEF\xBF\xBD" "b\xEF\xBF\xBD" "c\xEF\xBF\xBD"));
+    EXPECT_EQ(attr(*parser->getTree(), "/", "ctrl"), String("a\xEF\xBF\xBD"
+                                                            "b\xEF\xBF\xBD"
+                                                            "c\xEF\xBF\xBD"));
     EXPECT_EQ(attr(*parser->getTree(), "/", "bad"),
               String("\xC3\x80\xC2\x80\xC3\xAD\xC2\xA0\xC2\x80\xC3\xB4\xC2\x90\xC2\x80\xC2\x80"));
     // What was read back writes out the same again.
@@ -151,7 +157,8 @@ TEST(XMLParse, ElementsAndAttributesOnlyAndLaterDuplicatesReplace) {
 
     // Enough attributes for the lookup table to be used.
     std::string many = "<m";
-    for (int i = 0; i < 40; ++i) many += " n" + std::to_string(i) + "=\"" + std::to_string(i) + "\"";
+    for (int i = 0; i < 40; ++i)
+        many += " n" + std::to_string(i) + "=\"" + std::to_string(i) + "\"";
     many += " N7=\"seven\" N39=\"last\"/>";
     ASSERT_TRUE(parser->parse(String(many.c_str())));
     std::unique_ptr<XMLNode> m(parser->getTree()->getNode("/", -1));

@@ -10,11 +10,12 @@
 #include <sstream>
 #include <string>
 
+#include "ZRPaths.h"
 #include "util/Log.h"
 
 // A fresh folder under /tmp, removed with its contents at the end.
 class ScratchDir {
-public:
+  public:
     ScratchDir() {
         char pattern[] = "/tmp/zr-xml-test-XXXXXX";
         const char* made = mkdtemp(pattern);
@@ -32,9 +33,11 @@ public:
     ScratchDir& operator=(const ScratchDir&) = delete;
 
     bool ok() const { return !dir.empty(); }
+    // The folder's own name, unique among concurrent test runs.
+    std::string name() const { return dir.substr(dir.rfind('/') + 1); }
     std::string path(const std::string& name) const { return dir + "/" + name; }
 
-private:
+  private:
     std::string dir;
 };
 
@@ -50,12 +53,16 @@ inline void writeWholeFile(const std::string& path, const std::string& text) {
     out << text;
 }
 
-// Sends the debug log (and, when asked, the main log) to files in a scratch
-// folder while it lives; both go back to standard error afterwards.
+// Sends the debug log and the main log to files in a scratch folder while it
+// lives; both go back to standard error afterwards, and the logs' lock files
+// (kept in the temporary folder under the log file's name) are removed.
 class LogCapture {
-public:
+  public:
     explicit LogCapture(const ScratchDir& scratch)
-        : debugPath(scratch.path("debug.log")), mainPath(scratch.path("main.log")) {
+        : debugName(scratch.name() + "-debug.log"),
+          mainName(scratch.name() + "-main.log"),
+          debugPath(scratch.path(debugName)),
+          mainPath(scratch.path(mainName)) {
         Log::setDebug(true);
         Log::openDebugLog(debugPath.c_str());
         Log::openLog(mainPath.c_str());
@@ -64,11 +71,21 @@ public:
         Log::openDebugLog("");
         Log::openLog("");
         Log::setDebug(false);
+        for (const std::string& name : {debugName, mainName}) {
+            for (const char* suffix : {".lock", ".rlock"}) {
+                unlink((std::string(ZRPaths::TMP_DIR) + "/" + name + suffix).c_str());
+            }
+        }
     }
+    LogCapture(const LogCapture&) = delete;
+    LogCapture& operator=(const LogCapture&) = delete;
+
     std::string debugText() const { return readWholeFile(debugPath); }
     std::string mainText() const { return readWholeFile(mainPath); }
 
-private:
+  private:
+    std::string debugName;
+    std::string mainName;
     std::string debugPath;
     std::string mainPath;
 };

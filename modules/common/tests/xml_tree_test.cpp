@@ -193,7 +193,8 @@ TEST(XMLTreeAttributes, RelativeAndCombinedAttributePaths) {
     for (int i = 0; i < 3; ++i) {
         ASSERT_TRUE(tree->addNode("Products", "Installed", -1));
         ASSERT_TRUE(tree->addNode("Products/Installed", "Info", i));
-        ASSERT_TRUE(tree->setAttribute("Products/Installed", "Info/id", String().append(100 + i), i));
+        ASSERT_TRUE(
+            tree->setAttribute("Products/Installed", "Info/id", String().append(100 + i), i));
     }
     // "Info/id" is looked up beneath the element at (path, index).
     EXPECT_EQ(attr(*tree, "Products/Installed", "Info/id", 2), String("102"));

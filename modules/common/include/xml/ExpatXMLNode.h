@@ -7,7 +7,7 @@
 
 // Handle on one element of an ExpatXMLTree; owns only itself.
 class ExpatXMLNode : public XMLNode {
-public:
+  public:
     ExpatXMLNode(const String& path, int index, ExpatXMLTree::_tree_node* node)
         : path(path), index(index), node(node) {}
 
@@ -23,7 +23,7 @@ public:
     // The index the handle was obtained with.
     int getIndex() const { return index; }
 
-private:
+  private:
     String path;
     int index;
     ExpatXMLTree::_tree_node* node;

@@ -7,7 +7,7 @@
 
 // XMLParser over the expat library.
 class ExpatXMLParser : public XMLParser {
-public:
+  public:
     ExpatXMLParser();
     ~ExpatXMLParser() override;
 
@@ -22,10 +22,10 @@ public:
     // Bytes handed to expat per call when reading a stream.
     static const int CHUNK_SIZE = 1024;
 
-protected:
+  protected:
     XMLTree* treeOf() const override { return tree; }
 
-private:
+  private:
     ExpatXMLTree* tree;
     bool ok = false;
 };

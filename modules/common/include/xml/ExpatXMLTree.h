@@ -8,7 +8,7 @@
 
 // The element tree filled by ExpatXMLParser.
 class ExpatXMLTree : public XMLTree {
-public:
+  public:
     // One element. Owned by its parent; the root by the tree. The element's
     // path is not stored but derived from its ancestors when asked for: a
     // stored path per element would make a deeply nested document cost
@@ -25,14 +25,14 @@ public:
         std::vector<String> attributeValues;
         _tree_node* parent = nullptr;
 
-        explicit _tree_node(const String& elementName) : name(elementName) {}
+        explicit _tree_node(const char* elementName) : name(elementName) {}
         // "/" and the names from the top element down to this one.
         String path() const;
         // Index of the attribute named `attr` ignoring case, or -1.
         int findAttribute(const char* attr) const;
         // Replaces the value of `attr` or appends the attribute.
         void putAttribute(const String& attr, const String& value);
-        _tree_node* appendChild(const String& childName);
+        _tree_node* appendChild(const char* childName);
     };
 
     ExpatXMLTree() = default;
@@ -68,7 +68,7 @@ public:
     // so that any depth of nesting is safe.
     static void destroy(_tree_node* node);
 
-private:
+  private:
     // The element whose path relative to `base` equals `relative` ("/a/b"),
     // ignoring case, with the given position (any when negative).
     static _tree_node* findBelow(_tree_node* base, const char* relative, int length, int index);

@@ -6,7 +6,7 @@
 // A handle on one element of an XMLTree. It owns nothing of the tree and stays
 // usable only while the element exists.
 class XMLNode {
-public:
+  public:
     XMLNode() = default;
     XMLNode(const XMLNode&) = delete;
     XMLNode& operator=(const XMLNode&) = delete;

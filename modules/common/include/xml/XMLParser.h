@@ -11,7 +11,7 @@ class XMLTree;
 // diagnostic log as the parser's error text, " at line " and the line number;
 // the parse then returns false and the tree keeps what was read before it.
 class XMLParser {
-public:
+  public:
     // A new parser owned by the caller.
     static XMLParser* create();
 
@@ -32,7 +32,7 @@ public:
     // As XMLTree::writeFile for the parsed tree.
     bool writeFile(const String& path) const;
 
-protected:
+  protected:
     virtual XMLTree* treeOf() const = 0;
 };
 

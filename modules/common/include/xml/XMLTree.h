@@ -22,7 +22,7 @@ class XMLNode;
 // An attribute argument `attr` is an attribute name or "relative/path/name":
 // the element is then looked up beneath the element at (path, index).
 class XMLTree {
-public:
+  public:
     // A new empty tree owned by the caller.
     static XMLTree* create();
 

@@ -1,6 +1,8 @@
 #include "xml/ExpatXMLNode.h"
 
-String ExpatXMLNode::getName() const { return isValid() ? node->name : String(); }
+String ExpatXMLNode::getName() const {
+    return isValid() ? node->name : String();
+}
 
 int ExpatXMLNode::getAttributeCount() const {
     return isValid() ? static_cast<int>(node->attributeNames.size()) : -1;

@@ -22,14 +22,15 @@ void onStartElement(void* parser, const XML_Char* name, const XML_Char** attribu
     treeOf(parser)->startElement(name, attributes);
 }
 
-void onEndElement(void* parser, const XML_Char*) { treeOf(parser)->endElement(); }
+void onEndElement(void* parser, const XML_Char*) {
+    treeOf(parser)->endElement();
+}
 
 // The documents of this system never declare entities. Refusing every
 // declaration shuts out entity expansion bombs and external entities
 // whatever the library's own limits are.
-void onEntityDeclaration(void* parser, const XML_Char*, int, const XML_Char*, int,
-                                    const XML_Char*, const XML_Char*, const XML_Char*,
-                                    const XML_Char*) {
+void onEntityDeclaration(void* parser, const XML_Char*, int, const XML_Char*, int, const XML_Char*,
+                         const XML_Char*, const XML_Char*, const XML_Char*) {
     XML_StopParser(static_cast<XML_Parser>(parser), XML_FALSE);
 }
 
@@ -42,7 +43,7 @@ void onSkippedEntity(void* parser, const XML_Char*, int) {
 
 // One expat parser filling one tree, freed when the parse is over.
 class ExpatSession {
-public:
+  public:
     explicit ExpatSession(ExpatXMLTree* tree) : parser(XML_ParserCreate(nullptr)) {
         if (parser == nullptr) return;
         XML_SetUserData(parser, tree);
@@ -80,17 +81,21 @@ public:
         return false;
     }
 
-private:
+  private:
     XML_Parser parser;
 };
 
 }  // namespace
 
-XMLParser* XMLParser::create() { return new ExpatXMLParser(); }
+XMLParser* XMLParser::create() {
+    return new ExpatXMLParser();
+}
 
 ExpatXMLParser::ExpatXMLParser() : tree(new ExpatXMLTree()) {}
 
-ExpatXMLParser::~ExpatXMLParser() { delete tree; }
+ExpatXMLParser::~ExpatXMLParser() {
+    delete tree;
+}
 
 bool ExpatXMLParser::parse(const String& text) {
     // Every parse reads one whole document into an empty tree: elements of
@@ -120,6 +125,10 @@ bool ExpatXMLParser::parse(InputStream& in) {
     return ok;
 }
 
-void ExpatXMLParser::write(OutputStream& out) const { tree->write(out); }
+void ExpatXMLParser::write(OutputStream& out) const {
+    tree->write(out);
+}
 
-void ExpatXMLParser::toString(String& out) const { tree->toString(out); }
+void ExpatXMLParser::toString(String& out) const {
+    tree->toString(out);
+}

@@ -51,7 +51,7 @@ void Node::putAttribute(const String& attr, const String& value) {
     attributeValues.push_back(value);
 }
 
-Node* Node::appendChild(const String& childName) {
+Node* Node::appendChild(const char* childName) {
     Node* child = new Node(childName);
     child->parent = this;
     child->index = static_cast<int>(children.size());
@@ -72,9 +72,13 @@ void ExpatXMLTree::destroy(Node* node) {
 
 // ---- the tree ----
 
-XMLTree* XMLTree::create() { return new ExpatXMLTree(); }
+XMLTree* XMLTree::create() {
+    return new ExpatXMLTree();
+}
 
-ExpatXMLTree::~ExpatXMLTree() { release(); }
+ExpatXMLTree::~ExpatXMLTree() {
+    release();
+}
 
 void ExpatXMLTree::release() {
     if (!borrowed) destroy(root);
@@ -90,7 +94,9 @@ bool ExpatXMLTree::clear() {
     return true;
 }
 
-String ExpatXMLTree::getRootName() const { return root != nullptr ? root->name : String(); }
+String ExpatXMLTree::getRootName() const {
+    return root != nullptr ? root->name : String();
+}
 
 Node* ExpatXMLTree::resolve(const String& path, int index) const {
     if (root == nullptr) return nullptr;
@@ -175,12 +181,12 @@ bool ExpatXMLTree::addNode(const String& parentPath, const String& name, int ind
     if (!XMLText::isWritableName(name)) return false;  // could not be read back
     if (root == nullptr) {
         if (!parentPath.isEmpty() && !parentPath.equals("/")) return false;
-        root = new Node(name);
+        root = new Node(name.c_str());
         return true;
     }
     Node* parent = resolve(parentPath, index);
     if (parent == nullptr) return false;
-    parent->appendChild(name);
+    parent->appendChild(name.c_str());
     return true;
 }
 
@@ -188,7 +194,7 @@ bool ExpatXMLTree::addNode(const String& path, int index) {
     int slash = path.lastIndexOf('/');
     if (root == nullptr) {
         if (slash >= 0 || !XMLText::isWritableName(path)) return false;
-        root = new Node(path);
+        root = new Node(path.c_str());
         return true;
     }
     if (slash < 0) return addNode(String("/"), path, index);
@@ -314,37 +320,43 @@ XMLNode* ExpatXMLTree::getNode(const String& path, int index) {
 
 void ExpatXMLTree::startElement(const char* name, const char** attributes) {
     if (current == nullptr || root == nullptr) {
-        if (root == nullptr) root = new Node(String(name));
+        if (root == nullptr) root = new Node(name);
         current = root;
     } else {
-        current = current->appendChild(String(name));
+        current = current->appendChild(name);
     }
-    int count = 0;
+    size_t count = 0;
     while (attributes[2 * count] != nullptr) ++count;
+    current->attributeNames.reserve(current->attributeNames.size() + count);
+    current->attributeValues.reserve(current->attributeValues.size() + count);
     // The parser has refused exact duplicates already; names that differ
     // only in case still meet here, and a later one replaces the value of
     // the first. Many attributes get a lookup table, so that a hostile
     // element with thousands of them costs linear time, not quadratic.
-    std::unordered_map<std::string, size_t> seen;
+    std::unordered_map<std::string, int> seen;
     const bool useTable = count > 16;
-    for (int i = 0; i < count; ++i) {
+    for (size_t i = 0; i < count; ++i) {
         const char* attrName = attributes[2 * i];
         const char* attrValue = attributes[2 * i + 1] != nullptr ? attributes[2 * i + 1] : "";
         if (*attrName == '\0') continue;
-        if (!useTable) {
-            current->putAttribute(String(attrName), String(attrValue));
+        int existing;
+        std::string key;
+        if (useTable) {
+            key = attrName;
+            for (char& c : key) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+            auto found = seen.find(key);
+            existing = found != seen.end() ? found->second : -1;
+        } else {
+            existing = current->findAttribute(attrName);
+        }
+        if (existing >= 0) {
+            current->attributeValues[existing] = String(attrValue);
             continue;
         }
-        std::string key(attrName);
-        for (char& c : key) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-        auto found = seen.find(key);
-        if (found != seen.end()) {
-            current->attributeValues[found->second] = String(attrValue);
-        } else {
-            seen.emplace(std::move(key), current->attributeNames.size());
-            current->attributeNames.push_back(String(attrName));
-            current->attributeValues.push_back(String(attrValue));
-        }
+        if (useTable)
+            seen.emplace(std::move(key), static_cast<int>(current->attributeNames.size()));
+        current->attributeNames.emplace_back(attrName);
+        current->attributeValues.emplace_back(attrValue);
     }
 }
 

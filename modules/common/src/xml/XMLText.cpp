@@ -91,12 +91,24 @@ void XMLText::appendAttributeValue(std::string& out, const char* value, int leng
             continue;
         }
         switch (c) {
-            case '&': out.append("&amp;"); break;
-            case '<': out.append("&lt;"); break;
-            case '"': out.append("&quot;"); break;
-            case '\t': out.append("&#9;"); break;
-            case '\n': out.append("&#10;"); break;
-            case '\r': out.append("&#13;"); break;
+            case '&':
+                out.append("&amp;");
+                break;
+            case '<':
+                out.append("&lt;");
+                break;
+            case '"':
+                out.append("&quot;");
+                break;
+            case '\t':
+                out.append("&#9;");
+                break;
+            case '\n':
+                out.append("&#10;");
+                break;
+            case '\r':
+                out.append("&#13;");
+                break;
             default:
                 if (c < 0x20) {
                     out.append("&#xFFFD;");

@@ -9,7 +9,7 @@
 // tag ("<Name a=\"v\">" or "<Name a=\"v\"/>") and per closing tag, with no
 // indentation.
 class XMLText {
-public:
+  public:
     static const char* const DECLARATION;
 
     // True when `name` can be written as an element or attribute name that

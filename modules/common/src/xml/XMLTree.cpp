@@ -19,4 +19,6 @@ bool XMLTree::writeFile(const String& path) const {
     return true;
 }
 
-bool XMLParser::writeFile(const String& path) const { return getTree()->writeFile(path); }
+bool XMLParser::writeFile(const String& path) const {
+    return getTree()->writeFile(path);
+}
