@@ -8,7 +8,7 @@
 #include "Vector.h"
 
 class CmdLine {
-  public:
+public:
     // Keeps argc and argv (argv is not copied and must outlive the object).
     CmdLine(int argc, char** argv);
     virtual ~CmdLine();
@@ -36,7 +36,7 @@ class CmdLine {
     const Vector<String>& getNames() const { return names; }
     const Vector<String>& getValues() const { return values; }
 
-  private:
+private:
     int argc;
     char** argv;
     Vector<String> names;

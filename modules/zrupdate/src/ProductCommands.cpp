@@ -54,7 +54,7 @@ const char kNoProducts[] = "No any products exist in inventory";
 // A missing or unreadable file gives no lines; the first entry of a product
 // wins.
 class LastUpdateTable {
-  public:
+public:
     LastUpdateTable() {
         ZRUpdateParser doc;
         try {
@@ -82,7 +82,7 @@ class LastUpdateTable {
         return found == lines.end() ? String() : found->second;
     }
 
-  private:
+private:
     static String linesOfEntry(XMLNode& entry) {
         static const char* const kFields[][2] = {{"LastUpdate: ", "LastUpdate"},
                                                  {"LastSuccessUpdate: ", "LastSuccessUpdate"},

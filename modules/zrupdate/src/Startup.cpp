@@ -31,7 +31,7 @@ const char kLogFile[] = "logs/zrupdate.log";
 // strings and algorithm tables that older releases loaded and freed by hand
 // are handled by these two calls.
 class TlsLibrary {
-  public:
+public:
     TlsLibrary() { OPENSSL_init_ssl(OPENSSL_INIT_LOAD_SSL_STRINGS, nullptr); }
     ~TlsLibrary() { OPENSSL_cleanup(); }
     TlsLibrary(const TlsLibrary&) = delete;

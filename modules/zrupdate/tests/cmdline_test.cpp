@@ -14,7 +14,7 @@ namespace {
 
 // Owns an argv built from a list of words; the program name comes first.
 class Args {
-  public:
+public:
     explicit Args(std::vector<std::string> words) : storage(std::move(words)) {
         storage.insert(storage.begin(), "ZRUpdate");
         for (auto& w : storage) pointers.push_back(&w[0]);
@@ -23,7 +23,7 @@ class Args {
     int argc() const { return static_cast<int>(storage.size()); }
     char** argv() { return pointers.data(); }
 
-  private:
+private:
     std::vector<std::string> storage;
     std::vector<char*> pointers;
 };
@@ -115,7 +115,7 @@ TEST(CmdLineParse, LookupIsExactAndReadsTheFirstOccurrence) {
 
 // The prefix rule is the one overridable piece; parse must go through it.
 class SlashCmdLine : public CmdLine {
-  public:
+public:
     using CmdLine::CmdLine;
     int optionPrefixLength(const String& arg) const override {
         return arg.startsWith("/") && arg.length() > 1 ? 1 : 0;
