@@ -69,6 +69,27 @@ $TRY_HELP" -v -S --type ftp
 expect 0 "" -s -d --id 5 --name whatever
 expect 255 "No any products exist in inventory" -s --id 5
 
+# Dispatch order: status, update, ping, package, set, version.
+expect 0 "ZRUpdate: Create default delay package config file
+ZRUpdate: Create default delay package config file OK
+ZRUpdate: Create default partial downloaded file info  config file
+ZRUpdate: Create default partial downloaded file info config file OK
+ProductID:   1000
+ProductName: Updater
+Installpath: /opt/Orvanta/ZRUpdate
+Description: Orvanta Updater
+Version:     1.0.0.0
+" -S --timeout 5 -P -p -u -s --id 1000
+expect 255 "ZRUpdate: the update is not available in this build
+" -v -S -P -p -u
+expect 255 "ZRUpdate: the ping is not available in this build
+" -v -S -P -p
+expect 255 "ZRUpdate: the delay-package command is not available in this build
+" -v -S --timeout 5 -P
+expect 0 "ZRUpdate: network settings are changed
+" -v -S --timeout 5
+rm -f "$CONF/zr-delay-packages" "$CONF/zr-partial-files"
+
 # --- invalid numeric ids of status, update and package ---
 expect 255 "ZRUpdate: invalid product id is specified!
 " -s --id abc
