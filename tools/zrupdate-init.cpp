@@ -1,0 +1,68 @@
+// zrupdate-init: lays down the home of a new installation. Creates the
+// directories conf/, logs/, bin/ and tmp/ and writes the first inventory
+// (detected platform, the updater's own product 1000) and the first network
+// settings (the default update server) where they are missing or empty.
+// An existing document is never overwritten, so that reinstalling keeps the
+// products registered and the settings changed since.
+//
+//   zrupdate-init [HOME]      HOME defaults to the configured home.
+#include <cstdio>
+#include <initializer_list>
+
+#include "Exception.h"
+#include "String.h"
+#include "ZRNetConfig.h"
+#include "ZRPaths.h"
+#include "ZRUpdateStore.h"
+#include "io/File.h"
+
+namespace {
+
+bool makeDirectory(const String& path) {
+    File dir(path);
+    if (dir.isDirectory() || dir.mkdirs()) return true;
+    std::fprintf(stderr, "zrupdate-init: cannot create %s\n", path.c_str());
+    return false;
+}
+
+// Writes the document with `create` unless the file already holds something.
+bool writeIfMissing(const String& path, int (*create)(const char*)) {
+    if (File(path).exists() && File(path).length() != 0) {
+        std::printf("zrupdate-init: kept %s\n", path.c_str());
+        return true;
+    }
+    if (create(path.c_str()) != 0) {
+        std::fprintf(stderr, "zrupdate-init: cannot write %s\n", path.c_str());
+        return false;
+    }
+    std::printf("zrupdate-init: wrote %s\n", path.c_str());
+    return true;
+}
+
+String join(const String& home, const char* name) {
+    String path(home);
+    path.append("/").append(name);
+    return path;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc > 2) {
+        std::fprintf(stderr, "usage: zrupdate-init [HOME]\n");
+        return 2;
+    }
+    String home(argc == 2 ? argv[1] : ZRPaths::HOME);
+    try {
+        bool ok = makeDirectory(home);
+        for (const char* dir : {"conf", "logs", "bin", "tmp"}) {
+            ok = ok && makeDirectory(join(home, dir));
+        }
+        ok = ok && writeIfMissing(join(home, ZRStateFiles::INVENTORY), createDefaultInventory);
+        ok = ok && writeIfMissing(join(home, ZRStateFiles::NETWORK), createDefaultNetwork);
+        return ok ? 0 : 1;
+    } catch (Exception& e) {
+        std::fprintf(stderr, "zrupdate-init: %s\n", e.getMessage().c_str());
+        return 1;
+    }
+}
