@@ -9,14 +9,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstdio>
 #include <cstdlib>
 #include <ctime>
-#include <filesystem>
-#include <fstream>
 #include <map>
-#include <set>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -25,115 +20,54 @@
 #include "NameValuePairs.h"
 #include "ZRPaths.h"
 #include "io/StringOutputStream.h"
+#include "xml_test_support.h"
 
 namespace {
 
-namespace fs = std::filesystem;
+using Lines = std::vector<std::string>;
 
 // Whether `line` starts with "YYYY-MM-DD HH:MM:SS" and a tab.
 bool hasStamp(const std::string& line) {
     const std::string shape = "dddd-dd-dd dd:dd:dd\t";
     if (line.size() < shape.size()) return false;
     for (size_t i = 0; i < shape.size(); ++i) {
-        bool ok = shape[i] == 'd' ? (line[i] >= '0' && line[i] <= '9') : line[i] == shape[i];
-        if (!ok) return false;
+        if (shape[i] == 'd' ? !isdigit(static_cast<unsigned char>(line[i])) : line[i] != shape[i])
+            return false;
     }
     return true;
 }
 
-// A scratch folder under /tmp holding one log file with a name of its own, so
-// that its lock files in the temporary directory are its own too. Everything
-// is removed at the end.
-class Scratch {
-  public:
-    Scratch() {
-        char pattern[] = "/tmp/zrlogtest.XXXXXX";
-        const char* made = mkdtemp(pattern);
-        EXPECT_NE(made, nullptr);
-        dir = made != nullptr ? made : "/tmp";
-        base = "zrlogtest-" + fs::path(dir).filename().string().substr(10) + ".log";
-        log = dir + "/" + base;
+// "<stamp>\t<rest>" with the stamp checked against the clock; gives <rest>.
+std::string afterStamp(const std::string& line) {
+    struct tm parts = {};
+    if (!hasStamp(line) || strptime(line.c_str(), "%Y-%m-%d %H:%M:%S", &parts) == nullptr) {
+        ADD_FAILURE() << "no time stamp in: " << line;
+        return line;
     }
-    ~Scratch() {
-        std::error_code ignored;
-        fs::remove_all(dir, ignored);
-        fs::remove(lockPath(".lock"), ignored);
-        fs::remove(lockPath(".rlock"), ignored);
-    }
-    std::string copy(int n) const { return log + "." + std::to_string(n); }
-    std::string lockPath(const char* suffix) const {
-        return RotationFileLog::lockFilePath(String(log.c_str()), suffix).c_str();
-    }
-
-    std::string dir;
-    std::string base;
-    std::string log;
-};
-
-std::string readFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
+    parts.tm_isdst = -1;
+    double age = difftime(time(nullptr), mktime(&parts));
+    EXPECT_TRUE(age >= -2.0 && age <= 60.0) << line;
+    return line.substr(20);
 }
 
-std::vector<std::string> readLines(const std::string& path) {
-    std::vector<std::string> lines;
-    std::ifstream in(path);
+Lines readLines(const std::string& path) {
+    Lines lines;
+    std::istringstream in(readFile(path));
     for (std::string line; std::getline(in, line);) lines.push_back(line);
     return lines;
 }
 
-bool exists(const std::string& path) {
-    return access(path.c_str(), F_OK) == 0;
+// The lines of the file at `path` without their stamps.
+Lines messages(const std::string& path) {
+    Lines lines = readLines(path);
+    for (std::string& line : lines) line = afterStamp(line);
+    return lines;
 }
 
-void writeFile(const std::string& path, const std::string& text) {
-    std::ofstream(path, std::ios::binary) << text;
-}
-
-// "<stamp>\t<rest>" with the stamp checked against the clock; gives <rest>.
-std::string afterStamp(const std::string& line) {
-    if (!hasStamp(line)) {
-        ADD_FAILURE() << "no time stamp in: " << line;
-        return line;
-    }
-    struct tm parts = {};
-    EXPECT_NE(strptime(line.c_str(), "%Y-%m-%d %H:%M:%S", &parts), nullptr);
-    parts.tm_isdst = -1;
-    double age = difftime(time(nullptr), mktime(&parts));
-    EXPECT_LE(age, 60.0) << line;
-    EXPECT_GE(age, -2.0) << line;
-    return line.substr(20);
-}
-
-// The one line of the file at `path`, without its stamp.
-std::string onlyLine(const std::string& path) {
-    std::vector<std::string> lines = readLines(path);
-    if (lines.size() == 1) return afterStamp(lines[0]);
-    ADD_FAILURE() << path << " holds " << lines.size() << " lines";
-    return "";
-}
-
-// Puts the process-wide logs and settings back as each test found them.
-class LogTest : public ::testing::Test {
-  protected:
-    void TearDown() override {
-        Log::setEnabled(true);
-        Log::setMode(0);
-        Log::setMaxSizeKB(0);
-        Log::setMaxCount(4);
-        Log::setDebug(false);
-        Log::getDebugLog()->setLimits(1024, 100);
-        Log::openLog("");
-        Log::openDebugLog("");
-    }
-};
-
-// Runs `body` in a child process and gives its exit status (0 when the body
-// returns normally, 1 when it throws).
+// Runs `body` in a child process, which exits 0 when the body returns and 1
+// when it throws.
 template <class Body>
-pid_t runChild(Body body) {
+pid_t startChild(Body body) {
     pid_t pid = fork();
     if (pid == 0) {
         int status = 0;
@@ -147,10 +81,16 @@ pid_t runChild(Body body) {
     return pid;
 }
 
+// The exit status of a child, -1 when it did not exit normally.
 int waitChild(pid_t pid) {
     int status = -1;
     if (waitpid(pid, &status, 0) != pid) return -1;
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+template <class Body>
+int inChild(Body body) {
+    return waitChild(startChild(body));
 }
 
 // What the main log wrote while this file's static objects were being built,
@@ -169,274 +109,228 @@ std::string writtenBeforeMain = [] {
     return text;
 }();
 
-TEST_F(LogTest, LogsWorkBeforeMainOnStandardError) {
-    EXPECT_EQ(afterStamp(writtenBeforeMain), "warning\tlogged before main\n");
-}
-
-TEST_F(LogTest, FileLogLineFormats) {
-    Scratch scratch;
-    {
-        FileLog log(scratch.log.c_str());
-        EXPECT_STREQ(log.getFileName().c_str(), scratch.log.c_str());
-        log.log(String("plain message"));
-        log.log(String("x"), 2);
-        log.log(String("x\n"), 0);
-        log.log(String("careful"), 1);
-        log.log(String("details"), 3);
-        log.log(String("unknown level"), 7);
-        log.log(String("negative level"), -1);
-        log.log(String(""));
-
-        NameValuePairs record;
-        record.add(String("first"), TypedValue("a\tb"));
-        record.add(String("second"), TypedValue("c"));
-        record.add(String("count"), TypedValue(42L));
-        log.log(record);
+// Gives each test one log file in a scratch folder, named after the folder so
+// that its lock files in the temporary folder are its own too, and puts the
+// process-wide logs and settings back as the test found them.
+class LogTest : public ::testing::Test {
+  protected:
+    ~LogTest() override { removeLogLocks(log); }
+    void TearDown() override {
+        Log::setEnabled(true);
+        Log::setMode(0);
+        Log::setMaxSizeKB(0);
+        Log::setMaxCount(4);
+        Log::setDebug(false);
+        Log::getDebugLog()->setLimits(1024, 100);
+        Log::openLog("");
+        Log::openDebugLog("");
     }
-    std::vector<std::string> lines = readLines(scratch.log);
-    std::vector<std::string> expected = {"plain message",
-                                         "error\tx",
-                                         "info\tx",
-                                         "warning\tcareful",
-                                         "debug\tdetails",
-                                         "info\tunknown level",
-                                         "info\tnegative level",
-                                         "",
-                                         "a b\tc\t42"};
-    ASSERT_EQ(lines.size(), expected.size()) << readFile(scratch.log);
-    for (size_t i = 0; i < lines.size(); ++i) EXPECT_EQ(afterStamp(lines[i]), expected[i]);
-    // Exactly one newline per line, none doubled by a message ending in one.
-    std::string text = readFile(scratch.log);
-    EXPECT_EQ(text.find("\n\n"), std::string::npos);
-    EXPECT_EQ(text.back(), '\n');
-}
+    std::string copy(int n) const { return log + "." + std::to_string(n); }
 
-TEST_F(LogTest, BaseLogWritesMessagesAndRecordsAsTheyAre) {
-    StringOutputStream out;
-    Log log(&out);
-    log.log(String("as is"));
-    log.log(String("level ignored"), 2);
-    log.log(String("ends already\n"));
+    ScratchDir scratch;
+    std::string base = "zrlogtest-" + scratch.name() + ".log";
+    std::string log = scratch.file(base);
+};
+
+TEST_F(LogTest, LineFormats) {
     NameValuePairs record;
-    record.add(String("name"), TypedValue("value"));
-    record.add(String("n"), TypedValue(7L));
-    log.log(record);
-    EXPECT_STREQ(out.getString().c_str(),
-                 "as is\nlevel ignored\nends already\nname=value\nn=7\n==\n");
+    record.add(String("first"), TypedValue("a\tb"));
+    record.add(String("second"), TypedValue("c"));
+    record.add(String("count"), TypedValue(42L));
+    {
+        FileLog file(log.c_str());
+        file.log(String("plain message"));
+        file.log(String("x"), 2);
+        file.log(String("x\n"), 0);
+        file.log(String("careful"), 1);
+        file.log(String("details"), 3);
+        file.log(String("unknown level"), 7);
+        file.log(String("negative level"), -1);
+        file.log(String(""));
+        file.log(record);
+    }
+    EXPECT_EQ(messages(log), (Lines{"plain message", "error\tx", "info\tx", "warning\tcareful",
+                                    "debug\tdetails", "info\tunknown level",
+                                    "info\tnegative level", "", "a b\tc\t42"}));
+    EXPECT_EQ(readFile(log).back(), '\n');
 
-    // A borrowed stream gets the same time-stamped lines as a file.
+    // The base class writes messages and records as they are; a file log on
+    // a borrowed stream stamps them as on a file.
+    StringOutputStream plain;
+    Log base(&plain);
+    base.log(String("as is"));
+    base.log(String("level ignored"), 2);
+    base.log(String("ends already\n"));
+    base.log(record);
+    EXPECT_STREQ(plain.getString().c_str(),
+                 "as is\nlevel ignored\nends already\nfirst=a\tb\nsecond=c\ncount=42\n==\n");
     StringOutputStream borrowed;
-    FileLog fileLog(&borrowed);
-    fileLog.log(String("to the stream"), 1);
+    FileLog onStream(&borrowed);
+    onStream.log(String("to the stream"), 1);
     EXPECT_EQ(afterStamp(borrowed.getString().c_str()), "warning\tto the stream\n");
-    EXPECT_TRUE(fileLog.getFileName().isEmpty());
-}
-
-TEST_F(LogTest, DisabledLoggingWritesNothing) {
-    Scratch scratch;
-    StringOutputStream out;
-    Log plain(&out);
-    RotationFileLog log(scratch.log.c_str());
-    log.log(String("before"));
-
-    Log::setEnabled(false);
-    EXPECT_FALSE(Log::isEnabled());
-    log.log(String("hidden"));
-    log.log(String("hidden"), 2);
-    NameValuePairs record;
-    record.add(String("a"), TypedValue("b"));
-    log.log(record);
-    plain.log(String("hidden"));
-    EXPECT_EQ(readLines(scratch.log).size(), 1u);
-    EXPECT_TRUE(out.getString().isEmpty());
-
-    Log::setEnabled(true);
-    log.log(String("after"));
-    std::vector<std::string> lines = readLines(scratch.log);
-    ASSERT_EQ(lines.size(), 2u);
-    EXPECT_EQ(afterStamp(lines[1]), "after");
 }
 
 TEST_F(LogTest, ProcessWideLogsAndSwitches) {
     Log* nullLog = Log::getNullLog();
     EXPECT_NE(static_cast<Log*>(Log::getDebugLog()), static_cast<Log*>(Log::getFileLog()));
-
-    Log::setMode(0);
-    EXPECT_EQ(Log::getMainLog(), nullLog);
-    Log::setMode(1);
-    EXPECT_EQ(Log::getMode(), 1);
-    EXPECT_EQ(Log::getMainLog(), static_cast<Log*>(Log::getFileLog()));
-    Log::setMode(3);
-    EXPECT_EQ(Log::getMainLog(), nullLog);
-
-    EXPECT_EQ(Log::getLog(), nullLog);
-    Log::setDebug(true);
-    EXPECT_TRUE(Log::isDebug());
-    EXPECT_EQ(Log::getLog(), static_cast<Log*>(Log::getDebugLog()));
-    Log::setDebug(false);
-    EXPECT_EQ(Log::getLog(), nullLog);
-
+    for (int mode : {0, 1, 3}) {
+        Log::setMode(mode);
+        EXPECT_EQ(Log::getMainLog(), mode == 1 ? Log::getFileLog() : nullLog) << mode;
+    }
+    for (bool on : {true, false}) {
+        Log::setDebug(on);
+        EXPECT_EQ(Log::getLog(), on ? Log::getDebugLog() : nullLog) << on;
+    }
     // Only positive copy counts are accepted.
     Log::setMaxCount(7);
     Log::setMaxCount(0);
     EXPECT_EQ(Log::getMaxCount(), 7);
+
+    // While disabled, no log writes anything, whatever the call.
+    StringOutputStream out;
+    Log plain(&out);
+    RotationFileLog file(log.c_str());
+    Log::setEnabled(false);
+    file.log(String("hidden"));
+    file.log(String("hidden"), 2);
+    file.log(NameValuePairs());
+    plain.log(String("hidden"));
+    Log::setEnabled(true);
+    file.log(String("after"));
+    EXPECT_EQ(messages(log), Lines{"after"});
+    EXPECT_TRUE(out.getString().isEmpty());
 }
 
 TEST_F(LogTest, MainAndDebugLogsUseStandardErrorUntilAFileIsOpened) {
-    Scratch scratch;
-    std::string captured = scratch.dir + "/stderr";
-    std::string debugFile = scratch.log + "-debug";
+    EXPECT_EQ(afterStamp(writtenBeforeMain), "warning\tlogged before main\n");
+
+    std::string captured = scratch.file("stderr");
+    std::string debugFile = log + "-debug";
     // In a child whose standard error is a file, from the first line on.
-    pid_t child = runChild([&] {
-        int fd = open(captured.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-        dup2(fd, 2);
-        Log::getFileLog()->log(String("to stderr first"), 2);
-        if (!Log::openLog(scratch.log.c_str())) throw 1;
-        Log::getFileLog()->log(String("to the file"));
-        if (Log::openLog("") || !Log::getLogFileName().isEmpty()) throw 2;
-        Log::getFileLog()->log(String("to stderr again"));
-        Log::setDebug(true);
-        Log::getLog()->log(String("debug on stderr"), 3);
-        if (!Log::openDebugLog(debugFile.c_str())) throw 3;
-        if (!(Log::getDebugLogFileName() == debugFile.c_str())) throw 4;
-        Log::getLog()->log(String("debug in its file"), 3);
-        Log::setDebug(false);
-        Log::getLog()->log(String("discarded"), 3);
-    });
-    ASSERT_EQ(waitChild(child), 0);
-    std::vector<std::string> err = readLines(captured);
-    ASSERT_EQ(err.size(), 3u);
-    EXPECT_EQ(afterStamp(err[0]), "error\tto stderr first");
-    EXPECT_EQ(afterStamp(err[1]), "to stderr again");
-    EXPECT_EQ(afterStamp(err[2]), "debug\tdebug on stderr");
-    EXPECT_EQ(onlyLine(scratch.log), "to the file");
-    EXPECT_EQ(onlyLine(debugFile), "debug\tdebug in its file");
-    fs::remove(RotationFileLog::lockFilePath(String(debugFile.c_str()), ".lock").c_str());
-    fs::remove(RotationFileLog::lockFilePath(String(debugFile.c_str()), ".rlock").c_str());
+    EXPECT_EQ(inChild([&] {
+                  int fd = open(captured.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+                  dup2(fd, 2);
+                  Log::getFileLog()->log(String("to stderr first"), 2);
+                  if (!Log::openLog(log.c_str())) throw 1;
+                  Log::getFileLog()->log(String("to the file"));
+                  if (Log::openLog("") || !Log::getLogFileName().isEmpty()) throw 2;
+                  Log::getFileLog()->log(String("to stderr again"));
+                  Log::setDebug(true);
+                  Log::getLog()->log(String("debug on stderr"), 3);
+                  if (!Log::openDebugLog(debugFile.c_str())) throw 3;
+                  if (!(Log::getDebugLogFileName() == debugFile.c_str())) throw 4;
+                  Log::getLog()->log(String("debug in its file"), 3);
+                  Log::setDebug(false);
+                  Log::getLog()->log(String("discarded"), 3);
+              }),
+              0);
+    EXPECT_EQ(messages(captured),
+              (Lines{"error\tto stderr first", "to stderr again", "debug\tdebug on stderr"}));
+    EXPECT_EQ(messages(log), Lines{"to the file"});
+    EXPECT_EQ(messages(debugFile), Lines{"debug\tdebug in its file"});
+    removeLogLocks(debugFile);
 }
 
-TEST_F(LogTest, OpenKeepsTheSameFileAndReportsFailures) {
-    Scratch scratch;
-    RotationFileLog log(scratch.log.c_str());
-    log.log(String("one"));
-    // Opening the same file again appends to it.
-    EXPECT_TRUE(log.open(scratch.log.c_str()));
-    log.log(String("two"));
-    EXPECT_EQ(readLines(scratch.log).size(), 2u);
-    struct stat info;
-    ASSERT_EQ(stat(scratch.log.c_str(), &info), 0);
+TEST_F(LogTest, OpenAppendsAndReportsFailures) {
+    RotationFileLog file(log.c_str());
+    file.log(String("one"));
+    EXPECT_TRUE(file.open(log.c_str()));  // the same file again: appended to
+    file.log(String("two"));
+    EXPECT_EQ(messages(log), (Lines{"one", "two"}));
+    // The log as the umask allows; its lock files in the temporary folder
+    // open to every user.
     mode_t mask = umask(0);
     umask(mask);
+    struct stat info;
+    ASSERT_EQ(stat(log.c_str(), &info), 0);
     EXPECT_EQ(info.st_mode & 0777, 0666u & ~mask);
-
-    // Lock files in the temporary directory, open to every user.
-    ASSERT_EQ(stat(scratch.lockPath(".lock").c_str(), &info), 0);
-    EXPECT_EQ(info.st_mode & 0777, 0666u);
-    EXPECT_EQ(scratch.lockPath(".rlock"),
-              std::string(ZRPaths::TMP_DIR) + "/" + scratch.base + ".rlock");
-    EXPECT_TRUE(exists(scratch.lockPath(".rlock")));
+    for (const char* suffix : {".lock", ".rlock"}) {
+        std::string lock = std::string(ZRPaths::TMP_DIR) + "/" + base + suffix;
+        ASSERT_EQ(stat(lock.c_str(), &info), 0) << lock;
+        EXPECT_EQ(info.st_mode & 0777, 0666u) << lock;
+    }
 
     // A file that cannot be opened makes writes throw the reason; a rotating
     // log retries before every write and recovers once the file can be made.
-    std::string missing = scratch.dir + "/later/" + scratch.base;
-    EXPECT_FALSE(log.open(missing.c_str()));
-    EXPECT_STREQ(log.getFileName().c_str(), missing.c_str());
+    std::string missing = scratch.file("later/" + base);
+    EXPECT_FALSE(file.open(missing.c_str()));
+    EXPECT_STREQ(file.getFileName().c_str(), missing.c_str());
     try {
-        log.log(String("lost"));
+        file.log(String("lost"));
         ADD_FAILURE() << "writing to an unopened file did not throw";
     } catch (const IOException& e) {
         EXPECT_EQ(std::string(e.getMessage().c_str()).rfind(missing + ": ", 0), 0u)
             << e.getMessage().c_str();
     }
-    ASSERT_EQ(mkdir((scratch.dir + "/later").c_str(), 0700), 0);
-    log.log(String("found"));
-    EXPECT_EQ(onlyLine(missing), "found");
-    log.open("");
+    ASSERT_EQ(mkdir(scratch.file("later").c_str(), 0700), 0);
+    file.log(String("found"));
+    EXPECT_EQ(messages(missing), Lines{"found"});
+    file.open("");
 
-    FileLog plain((scratch.dir + "/nowhere/y.log").c_str());
+    FileLog plain(scratch.file("nowhere/y.log").c_str());
     EXPECT_THROW(plain.log(String("lost"), 2), IOException);
 }
 
 TEST_F(LogTest, WritesWaitForTheLockOfAnotherProcess) {
-    Scratch scratch;
-    FileLock held(scratch.lockPath(".lock").c_str(), true);
+    FileLock held(RotationFileLog::lockFilePath(String(log.c_str()), ".lock").c_str(), true);
     ASSERT_EQ(held.lock(), 0);
-    pid_t child = runChild([&] {
-        RotationFileLog log(scratch.log.c_str());
-        log.log(String("waited"));
-    });
+    pid_t child = startChild([&] { RotationFileLog(log.c_str()).log(String("waited")); });
     ASSERT_GT(child, 0);
     usleep(300 * 1000);
-    // The child may have created the file, but not written to it.
-    EXPECT_EQ(readFile(scratch.log), "");
+    EXPECT_EQ(readFile(log), "");  // the child may have made the file, not written to it
     ASSERT_EQ(held.unlock(), 0);
     EXPECT_EQ(waitChild(child), 0);
-    EXPECT_EQ(onlyLine(scratch.log), "waited");
+    EXPECT_EQ(messages(log), Lines{"waited"});
 }
 
-// Each of `processes` children writes `perProcess` numbered lines; returns the
-// lines found in the log and its copies, oldest copy first.
-std::vector<std::string> writeConcurrently(const Scratch& scratch, int processes, int perProcess,
-                                           int maxSizeKB, int maxCount) {
-    std::vector<pid_t> children;
-    for (int p = 0; p < processes; ++p) {
-        children.push_back(runChild([&, p] {
-            Log::setMaxSizeKB(maxSizeKB);
-            Log::setMaxCount(maxCount);
-            RotationFileLog log(scratch.log.c_str());
-            for (int n = 0; n < perProcess; ++n) {
-                String message("process ");
-                message.append(p).append(" line ").append(n).append(" ........................");
-                log.log(message, 0);
-            }
-        }));
+// Four processes write numbered lines at once, into one growing file and into
+// 1 KB files rotating into as many copies as it takes: every line arrives
+// whole, exactly once, each process's lines in order from the oldest copy to
+// the log itself.
+TEST_F(LogTest, ProcessesWritingAtOnceLoseAndInterleaveNoLine) {
+    const int processes = 4;
+    struct Run {
+        int perProcess, maxSizeKB, maxCount;
+    };
+    for (Run run : {Run{2000, 0, 4}, Run{1000, 1, 1000}}) {
+        SCOPED_TRACE(run.maxSizeKB);
+        std::vector<pid_t> children;
+        for (int p = 0; p < processes; ++p) {
+            children.push_back(startChild([&, p] {
+                Log::setMaxSizeKB(run.maxSizeKB);
+                Log::setMaxCount(run.maxCount);
+                RotationFileLog writer(log.c_str());
+                for (int n = 0; n < run.perProcess; ++n) {
+                    String message("process ");
+                    message.append(p).append(" line ").append(n).append(" ........................");
+                    writer.log(message, 0);
+                }
+            }));
+        }
+        for (pid_t child : children) EXPECT_EQ(waitChild(child), 0);
+        Lines lines;
+        for (int n = run.maxCount; n >= 0; --n) {
+            for (const std::string& line : readLines(n > 0 ? copy(n) : log)) lines.push_back(line);
+        }
+        EXPECT_FALSE(fileExists(copy(0)));
+        EXPECT_FALSE(fileExists(copy(run.maxCount + 1)));
+        EXPECT_TRUE(run.maxSizeKB == 0 || fileExists(copy(100)));  // every copy kept
+
+        std::map<int, int> nextOf;
+        for (const std::string& line : lines) {
+            int p = -1, n = -1, end = 0;
+            bool whole =
+                hasStamp(line) &&
+                sscanf(line.c_str() + 20, "info\tprocess %d line %d %n", &p, &n, &end) == 2 &&
+                line.substr(20 + end) == std::string(24, '.');
+            ASSERT_TRUE(whole) << "broken line: " << line;
+            EXPECT_EQ(n, nextOf[p]) << "lost, doubled or out of order: " << line;
+            nextOf[p] = n + 1;
+        }
+        EXPECT_EQ(lines.size(), static_cast<size_t>(processes * run.perProcess));
+        for (int p = 0; p < processes; ++p) EXPECT_EQ(nextOf[p], run.perProcess) << p;
+        RotationFileLog(log.c_str()).reset();
     }
-    for (pid_t child : children) EXPECT_EQ(waitChild(child), 0);
-    std::vector<std::string> lines;
-    for (int n = maxCount; n >= 1; --n) {
-        for (const std::string& line : readLines(scratch.copy(n))) lines.push_back(line);
-    }
-    for (const std::string& line : readLines(scratch.log)) lines.push_back(line);
-    EXPECT_FALSE(exists(scratch.copy(0)));
-    EXPECT_FALSE(exists(scratch.copy(maxCount + 1)));
-    return lines;
-}
-
-// Every line whole, each exactly once, and each process's lines in order.
-void expectEveryLineOnceInOrder(const std::vector<std::string>& lines, int processes,
-                                int perProcess) {
-    std::map<int, int> nextOf;
-    std::set<std::pair<int, int>> seen;
-    for (const std::string& line : lines) {
-        int p = -1;
-        int n = -1;
-        int end = 0;
-        bool whole = hasStamp(line) &&
-                     sscanf(line.c_str() + 20, "info\tprocess %d line %d %n", &p, &n, &end) == 2 &&
-                     line.substr(20 + end) == std::string(24, '.');
-        ASSERT_TRUE(whole) << "broken line: " << line;
-        EXPECT_TRUE(seen.insert({p, n}).second) << "twice: " << line;
-        EXPECT_EQ(n, nextOf[p]) << "out of order: " << line;
-        nextOf[p] = n + 1;
-    }
-    EXPECT_EQ(seen.size(), static_cast<size_t>(processes * perProcess));
-}
-
-TEST_F(LogTest, ProcessesAppendingAtOnceLoseNoLine) {
-    Scratch scratch;
-    std::vector<std::string> lines = writeConcurrently(scratch, 4, 2000, 0, 4);
-    EXPECT_EQ(lines.size(), 8000u);
-    expectEveryLineOnceInOrder(lines, 4, 2000);
-}
-
-TEST_F(LogTest, ProcessesRotatingAtOnceLoseNoLine) {
-    Scratch scratch;
-    // About 300 KB in 1 KB files: every copy is kept, so all lines must be
-    // found, in order, from the oldest copy to the log itself.
-    std::vector<std::string> lines = writeConcurrently(scratch, 4, 1000, 1, 1000);
-    EXPECT_EQ(lines.size(), 4000u);
-    expectEveryLineOnceInOrder(lines, 4, 1000);
-    EXPECT_TRUE(exists(scratch.copy(100)));
 }
 
 // A line a little over 1 KB, tagged so that each file's content can be told.
@@ -447,198 +341,152 @@ String bigLine(int tag) {
     return line;
 }
 
+// The tag of the one line in the file at `path`, -1 unless there is one.
 int tagOf(const std::string& path) {
-    std::vector<std::string> lines = readLines(path);
-    if (lines.size() != 1) return -1;
-    std::string rest = afterStamp(lines[0]);
-    size_t at = rest.find("line ");
-    return at == std::string::npos ? -1 : std::atoi(rest.c_str() + at + 5);
+    Lines lines = messages(path);
+    size_t at = lines.size() == 1 ? lines[0].find("line ") : std::string::npos;
+    return at == std::string::npos ? -1 : std::atoi(lines[0].c_str() + at + 5);
 }
 
 TEST_F(LogTest, RotationKeepsTheNewestCopies) {
-    Scratch scratch;
     Log::setMaxSizeKB(1);
     Log::setMaxCount(4);
-    RotationFileLog log(scratch.log.c_str());
-    // Every line fills the file, so each later write rotates first.
-    for (int tag = 1; tag <= 5; ++tag) log.log(bigLine(tag));
-    EXPECT_EQ(tagOf(scratch.log), 5);
-    for (int n = 1; n <= 4; ++n) EXPECT_EQ(tagOf(scratch.copy(n)), 5 - n) << "copy " << n;
+    RotationFileLog file(log.c_str());
+    // Every line fills the file, so each later write rotates first; past four
+    // copies the oldest is dropped.
+    int tag = 0;
+    for (int last : {5, 6, 12}) {
+        while (tag < last) file.log(bigLine(++tag));
+        EXPECT_EQ(tagOf(log), last);
+        for (int n = 1; n <= 4; ++n) EXPECT_EQ(tagOf(copy(n)), last - n) << "copy " << n;
+        EXPECT_FALSE(fileExists(copy(5)));
+        EXPECT_FALSE(fileExists(copy(0)));
+    }
 
-    // The fifth rotation drops the oldest copy.
-    log.log(bigLine(6));
-    EXPECT_EQ(tagOf(scratch.log), 6);
-    for (int n = 1; n <= 4; ++n) EXPECT_EQ(tagOf(scratch.copy(n)), 6 - n) << "copy " << n;
-    EXPECT_FALSE(exists(scratch.copy(5)));
-    EXPECT_FALSE(exists(scratch.copy(0)));
-
-    for (int tag = 7; tag <= 12; ++tag) log.log(bigLine(tag));
-    EXPECT_EQ(tagOf(scratch.log), 12);
-    for (int n = 1; n <= 4; ++n) EXPECT_EQ(tagOf(scratch.copy(n)), 12 - n) << "copy " << n;
-    EXPECT_FALSE(exists(scratch.copy(5)));
+    // The debug log rotates within its own limits, not the main log's.
+    file.reset();
+    Log::setMaxSizeKB(0);
+    DebugLog debug(log.c_str());
+    debug.setLimits(1, 2);
+    for (tag = 1; tag <= 5; ++tag) debug.log(bigLine(tag), 3);
+    EXPECT_EQ(tagOf(log), 5);
+    EXPECT_EQ(tagOf(copy(1)), 4);
+    EXPECT_EQ(tagOf(copy(2)), 3);
+    EXPECT_FALSE(fileExists(copy(3)));
 
     // Without a size limit the file grows and never rotates.
-    Log::setMaxSizeKB(0);
-    Scratch unlimited;
-    RotationFileLog growing(unlimited.log.c_str());
-    for (int tag = 1; tag <= 6; ++tag) growing.log(bigLine(tag));
-    EXPECT_EQ(readLines(unlimited.log).size(), 6u);
-    EXPECT_FALSE(exists(unlimited.copy(1)));
-}
-
-TEST_F(LogTest, DebugLogRotatesWithinItsOwnLimits) {
-    Scratch scratch;
-    Log::setMaxSizeKB(0);
-    Log::setMaxCount(4);
-    DebugLog debug(scratch.log.c_str());
-    debug.setLimits(1, 2);
-    for (int tag = 1; tag <= 5; ++tag) debug.log(bigLine(tag), 3);
-    EXPECT_EQ(tagOf(scratch.log), 5);
-    EXPECT_EQ(tagOf(scratch.copy(1)), 4);
-    EXPECT_EQ(tagOf(scratch.copy(2)), 3);
-    EXPECT_FALSE(exists(scratch.copy(3)));
-    EXPECT_EQ(debug.nextName(String("a.1")), String("a.2"));
+    debug.reset();
+    for (tag = 1; tag <= 6; ++tag) file.log(bigLine(tag));
+    EXPECT_EQ(readLines(log).size(), 6u);
+    EXPECT_FALSE(fileExists(copy(1)));
 }
 
 TEST_F(LogTest, NextNameNumbersCopiesUpToTheCount) {
-    Scratch scratch;
     Log::setMaxCount(4);
-    RotationFileLog log(scratch.log.c_str());
+    RotationFileLog file(log.c_str());
     auto next = [&](const std::string& name) {
-        return std::string(log.nextName(String(name.c_str())).c_str());
+        return std::string(file.nextName(String(name.c_str())).c_str());
     };
-    std::string base = scratch.dir + "/a.log";
-    EXPECT_EQ(next(base + ".0"), base + ".1");
-    EXPECT_EQ(next(base + ".3"), base + ".4");
-    EXPECT_EQ(next(base + ".09"), base + ".4");
-    // Past the count: the oldest name, whose file is deleted first.
-    writeFile(base + ".4", "oldest");
-    EXPECT_EQ(next(base + ".4"), base + ".4");
-    EXPECT_FALSE(exists(base + ".4"));
-    writeFile(base + ".4", "oldest");
-    EXPECT_EQ(next(base + ".12345678901"), base + ".4");
-    EXPECT_FALSE(exists(base + ".4"));
-    // Names that are not numbered copies stay as they are.
-    writeFile(base, "log");
-    EXPECT_EQ(next(base), base);
-    EXPECT_EQ(next(scratch.dir + "/noext"), scratch.dir + "/noext");
-    EXPECT_EQ(next(base + "."), base + ".");
-    EXPECT_EQ(next(base + ".1a"), base + ".1a");
-    EXPECT_TRUE(exists(base));
-
+    // Numbered copies move on; past the count comes the oldest name, whose
+    // file is deleted first; any other name stays as it is.
+    const std::string a = scratch.file("a.log");
+    const std::string oldest = a + ".4";
+    struct Case {
+        std::string name, next;
+        bool dropsOldest;
+    };
+    const Case cases[] = {{a + ".0", a + ".1", false},         {a + ".3", oldest, false},
+                          {a + ".09", oldest, true},           {oldest, oldest, true},
+                          {a + ".12345678901", oldest, true},  {a, a, false},
+                          {a + ".", a + ".", false},           {a + ".1a", a + ".1a", false},
+                          {scratch.file("noext"), scratch.file("noext"), false}};
+    writeFile(a, "log");
+    for (const Case& c : cases) {
+        writeFile(oldest, "oldest");
+        EXPECT_EQ(next(c.name), c.next) << c.name;
+        EXPECT_NE(fileExists(oldest), c.dropsOldest) << c.name;
+    }
+    EXPECT_TRUE(fileExists(a));
     Log::setMaxCount(1);
-    EXPECT_EQ(next(base + ".0"), base + ".1");
-    EXPECT_EQ(next(base + ".1"), base + ".1");
+    EXPECT_EQ(next(a + ".0"), a + ".1");
+    EXPECT_EQ(next(a + ".1"), a + ".1");
 }
 
 TEST_F(LogTest, RotateLogMovesANonEmptyLogAside) {
-    Scratch scratch;
-    Log::setMaxSizeKB(0);
-    ASSERT_TRUE(Log::openLog(scratch.log.c_str()));
+    ASSERT_TRUE(Log::openLog(log.c_str()));
     Log::getFileLog()->log(String("first"));
     Log::rotateLog();
-    EXPECT_TRUE(exists(scratch.log));
-    EXPECT_EQ(readFile(scratch.log), "");
-    EXPECT_EQ(onlyLine(scratch.copy(1)), "first");
-
-    // An empty log is left alone.
-    Log::rotateLog();
-    EXPECT_FALSE(exists(scratch.copy(2)));
-    EXPECT_EQ(readLines(scratch.copy(1)).size(), 1u);
-
+    Log::rotateLog();  // an empty log is left alone
+    EXPECT_TRUE(fileExists(log));
+    EXPECT_EQ(readFile(log), "");
+    EXPECT_FALSE(fileExists(copy(2)));
     Log::getFileLog()->log(String("second"));
     Log::rotateLog();
-    EXPECT_EQ(onlyLine(scratch.copy(1)), "second");
-    EXPECT_EQ(onlyLine(scratch.copy(2)), "first");
-    Log::openLog("");
+    EXPECT_EQ(messages(copy(1)), Lines{"second"});
+    EXPECT_EQ(messages(copy(2)), Lines{"first"});
 }
 
-TEST_F(LogTest, ResetRemovesTheLogAndItsCopies) {
-    Scratch scratch;
-    RotationFileLog log(scratch.log.c_str());
-    log.log(String("old"));
-    for (int n : {0, 1, 2, 7}) writeFile(scratch.copy(n), "copy\n");
-    std::string sameStart = scratch.log + "-notes";
-    std::string other = scratch.dir + "/other.txt";
-    writeFile(sameStart, "keep\n");
-    writeFile(other, "keep\n");
-    log.reset();
-    EXPECT_FALSE(exists(scratch.log));
-    for (int n : {0, 1, 2, 7}) EXPECT_FALSE(exists(scratch.copy(n))) << n;
-    EXPECT_TRUE(exists(sameStart));
-    EXPECT_TRUE(exists(other));
-    log.log(String("new"));
-    EXPECT_EQ(onlyLine(scratch.log), "new");
+TEST_F(LogTest, ResetRemovesTheLogAndItsCopiesOnly) {
+    RotationFileLog file(log.c_str());
+    file.log(String("old"));
+    for (int n : {0, 1, 2, 7}) writeFile(copy(n), "copy\n");
+    const std::string others[] = {log + "-notes", scratch.file("other.txt")};
+    for (const std::string& other : others) writeFile(other, "keep\n");
+    file.reset();
+    EXPECT_FALSE(fileExists(log));
+    for (int n : {0, 1, 2, 7}) EXPECT_FALSE(fileExists(copy(n))) << n;
+    for (const std::string& other : others) EXPECT_TRUE(fileExists(other)) << other;
+    file.log(String("new"));
+    EXPECT_EQ(messages(log), Lines{"new"});
 
     // A plain file log is emptied and keeps writing to its file.
-    Scratch plainScratch;
-    FileLog plain(plainScratch.log.c_str());
+    FileLog plain(copy(1).c_str());
     plain.log(String("old"));
     plain.reset();
-    EXPECT_EQ(readFile(plainScratch.log), "");
+    EXPECT_EQ(readFile(copy(1)), "");
     plain.log(String("new"));
-    EXPECT_EQ(onlyLine(plainScratch.log), "new");
+    EXPECT_EQ(messages(copy(1)), Lines{"new"});
 }
 
 TEST_F(LogTest, TrimDeletesCopiesBeyondWhatIsKept) {
-    Scratch scratch;
-    RotationFileLog log(scratch.log.c_str());
-    auto makeCopies = [&](std::initializer_list<int> numbers) {
-        for (int n : numbers) writeFile(scratch.copy(n), "copy\n");
+    RotationFileLog file(log.c_str());
+    struct Step {
+        std::vector<int> make;
+        int sizeKB, keepKB;
+        std::vector<int> left;
     };
-    auto present = [&] {
-        std::vector<int> numbers;
+    const Step steps[] = {
+        {{1, 2, 3, 4, 5, 6}, 0, 1, {1, 2, 3, 4, 5, 6}},  // no size limit: nothing is trimmed
+        {{}, 1, 3, {1, 2, 3}},
+        {{}, 2, 3, {1}},            // 3 KB of 2 KB copies: one copy kept
+        {{2, 3, 5}, 1, 1, {1, 5}},  // deleting stops at the first missing copy
+        {{}, 1, 0, {5}},
+    };
+    for (const Step& step : steps) {
+        for (int n : step.make) writeFile(copy(n), "copy\n");
+        Log::setMaxSizeKB(step.sizeKB);
+        file.trim(step.keepKB);
+        std::vector<int> left;
         for (int n = 0; n <= 10; ++n) {
-            if (exists(scratch.copy(n))) numbers.push_back(n);
+            if (fileExists(copy(n))) left.push_back(n);
         }
-        return numbers;
-    };
-    makeCopies({1, 2, 3, 4, 5, 6});
-    Log::setMaxSizeKB(0);
-    log.trim(1);
-    EXPECT_EQ(present(), (std::vector<int>{1, 2, 3, 4, 5, 6}));
-
-    Log::setMaxSizeKB(1);
-    log.trim(3);
-    EXPECT_EQ(present(), (std::vector<int>{1, 2, 3}));
-
-    Log::setMaxSizeKB(2);
-    log.trim(3);  // 3 KB of 2 KB copies: one copy kept
-    EXPECT_EQ(present(), (std::vector<int>{1}));
-
-    // Deleting stops at the first missing copy.
-    makeCopies({2, 3, 5});
-    Log::setMaxSizeKB(1);
-    log.trim(1);
-    EXPECT_EQ(present(), (std::vector<int>{1, 5}));
-    log.trim(0);
-    EXPECT_EQ(present(), (std::vector<int>{5}));
-    EXPECT_TRUE(exists(scratch.log));
+        EXPECT_EQ(left, step.left) << step.keepKB << " KB of " << step.sizeKB << " KB copies";
+    }
+    EXPECT_TRUE(fileExists(log));
 }
 
-TEST_F(LogTest, ALogFollowsItsFileWhenAnotherProcessRotatesIt) {
-    Scratch scratch;
-    Log::setMaxSizeKB(0);
-    RotationFileLog log(scratch.log.c_str());
-    log.log(String("before"));
-    pid_t child = runChild([&] {
-        RotationFileLog other(scratch.log.c_str());
-        other.rotateNow();
-    });
-    ASSERT_EQ(waitChild(child), 0);
-    log.log(String("after"));
-    EXPECT_EQ(onlyLine(scratch.log), "after");
-    EXPECT_EQ(onlyLine(scratch.copy(1)), "before");
+TEST_F(LogTest, ALogFollowsItsFileWhenAnotherProcessRotatesOrRemovesIt) {
+    RotationFileLog file(log.c_str());
+    file.log(String("before"));
+    EXPECT_EQ(inChild([&] { RotationFileLog(log.c_str()).rotateNow(); }), 0);
+    file.log(String("after"));
+    EXPECT_EQ(messages(log), Lines{"after"});
+    EXPECT_EQ(messages(copy(1)), Lines{"before"});
 
-    // Also when another process has removed the log altogether.
-    child = runChild([&] {
-        RotationFileLog other(scratch.log.c_str());
-        other.reset();
-    });
-    ASSERT_EQ(waitChild(child), 0);
-    EXPECT_FALSE(exists(scratch.log));
-    log.log(String("recreated"));
-    EXPECT_EQ(onlyLine(scratch.log), "recreated");
+    EXPECT_EQ(inChild([&] { RotationFileLog(log.c_str()).reset(); }), 0);
+    EXPECT_FALSE(fileExists(log));
+    file.log(String("recreated"));
+    EXPECT_EQ(messages(log), Lines{"recreated"});
 }
 
 }  // namespace

@@ -6,10 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "io/FileInputStream.h"
 #include "io/InputStream.h"
 #include "io/OutputStream.h"
-#include "io/StringOutputStream.h"
 #include "test_printers.h"
 #include "xml/XMLNode.h"
 #include "xml/XMLParser.h"
@@ -19,18 +17,6 @@
 namespace {
 
 const std::string DECL = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
-
-std::string textOf(const XMLTree& tree) {
-    String out("stale");
-    tree.toString(out);
-    return out.c_str();
-}
-
-String attr(const XMLTree& tree, const char* path, const char* name, int index = -1) {
-    String value;
-    if (!tree.getAttribute(path, name, value, index)) return String("<missing>");
-    return value;
-}
 
 // Remembers every write call it receives.
 class RecordingStream : public OutputStream {
@@ -57,32 +43,19 @@ public:
 };
 
 TEST(XMLWrite, DeclarationThenOneElementPerLineWithoutIndentation) {
-    std::unique_ptr<XMLTree> tree(XMLTree::create());
-    ASSERT_TRUE(tree->addNode("ServerList", -1));
-    ASSERT_TRUE(tree->setAttribute("/", "type", "http", -1));
-    ASSERT_TRUE(tree->addNode("Server", -1));
-    ASSERT_TRUE(tree->setAttribute("Server", "host", "h", -1));
-    ASSERT_TRUE(tree->setAttribute("Server", "port", "80", -1));
-    ASSERT_TRUE(tree->addNode("Empty", -1));
-    ASSERT_TRUE(tree->addNode("Empty/Inner", -1));
-
+    std::unique_ptr<XMLParser> parser(XMLParser::create());
+    ASSERT_TRUE(parser->parse(String("<ServerList type=\"http\">\n  <Server host=\"h\" port=\"80\">"
+                                     "</Server>\n  <Empty><Inner/></Empty></ServerList>")));
     RecordingStream out;
-    tree->write(out);
-    std::vector<std::string> expected = {DECL,
-                                         "<ServerList type=\"http\">\n",
+    parser->write(out);
+    std::vector<std::string> expected = {DECL,        "<ServerList type=\"http\">\n",
                                          "<Server host=\"h\" port=\"80\"/>\n",
-                                         "<Empty>\n",
-                                         "<Inner/>\n",
-                                         "</Empty>\n",
-                                         "</ServerList>\n"};
+                                         "<Empty>\n", "<Inner/>\n",
+                                         "</Empty>\n", "</ServerList>\n"};
     EXPECT_EQ(out.writes, expected);  // one write per line
-
     std::string joined;
     for (const std::string& line : expected) joined += line;
-    EXPECT_EQ(textOf(*tree), joined);
-    StringOutputStream collected;
-    tree->write(collected);
-    EXPECT_EQ(std::string(collected.getString().c_str()), joined);
+    EXPECT_EQ(textOf(*parser->getTree()), joined);
 
     std::unique_ptr<XMLTree> empty(XMLTree::create());
     EXPECT_EQ(textOf(*empty), DECL);
@@ -107,11 +80,8 @@ TEST(XMLRoundTrip, SpecialCharactersAreEscapedAndReadBackUnchanged) {
                            "ws=\"t&#9;n&#10;r&#13;\" raw=\"tab here nl\" "
                            "u=\"\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80\"/>\n";
     EXPECT_EQ(textOf(*tree), expected);
-
-    std::unique_ptr<XMLParser> again(XMLParser::create());
-    ASSERT_TRUE(again->parse(String(expected.c_str())));
-    EXPECT_EQ(textOf(*again->getTree()), expected);
-    EXPECT_EQ(attr(*again->getTree(), "/", "ws"), String("t\tn\nr\r"));
+    ASSERT_TRUE(parser->parse(String(expected.c_str())));
+    EXPECT_EQ(textOf(*parser->getTree()), expected);
 }
 
 TEST(XMLRoundTrip, EveryValueSetInCodeReadsBack) {
@@ -124,11 +94,7 @@ TEST(XMLRoundTrip, EveryValueSetInCodeReadsBack) {
     // Bytes XML cannot carry still give a readable document: stray bytes are
     // taken as Latin-1, control characters become U+FFFD.
     ASSERT_TRUE(tree->setAttribute("/", "latin1", "\xE9t\xE9", -1));
-    ASSERT_TRUE(tree->setAttribute("/", "ctrl",
-                                   "a\x01"
-                                   "b\x1F"
-                                   "c\xEF\xBF\xBE",
-                                   -1));
+    ASSERT_TRUE(tree->setAttribute("/", "ctrl", "a\x01" "b\x1F" "c\xEF\xBF\xBE", -1));
     ASSERT_TRUE(tree->setAttribute("/", "bad", "\xC0\x80\xED\xA0\x80\xF4\x90\x80\x80", -1));
     std::string text = textOf(*tree);
     EXPECT_NE(text.find("latin1=\"&#xE9;t&#xE9;\""), std::string::npos) << text;
@@ -136,17 +102,16 @@ TEST(XMLRoundTrip, EveryValueSetInCodeReadsBack) {
 
     std::unique_ptr<XMLParser> parser(XMLParser::create());
     ASSERT_TRUE(parser->parse(String(text.c_str()))) << text;
-    EXPECT_EQ(attr(*parser->getTree(), "/", "v"), String(all.c_str()));
-    EXPECT_EQ(attr(*parser->getTree(), "/", "latin1"), String("\xC3\xA9t\xC3\xA9"));
-    EXPECT_EQ(attr(*parser->getTree(), "/", "ctrl"), String("a\xEF\xBF\xBD"
-                                                            "b\xEF\xBF\xBD"
-                                                            "c\xEF\xBF\xBD"));
-    EXPECT_EQ(attr(*parser->getTree(), "/", "bad"),
+    XMLTree* back = parser->getTree();
+    EXPECT_EQ(attr(*back, "/", "v"), String(all.c_str()));
+    EXPECT_EQ(attr(*back, "/", "latin1"), String("\xC3\xA9t\xC3\xA9"));
+    EXPECT_EQ(attr(*back, "/", "ctrl"), String("a\xEF\xBF\xBD" "b\xEF\xBF\xBD" "c\xEF\xBF\xBD"));
+    EXPECT_EQ(attr(*back, "/", "bad"),
               String("\xC3\x80\xC2\x80\xC3\xAD\xC2\xA0\xC2\x80\xC3\xB4\xC2\x90\xC2\x80\xC2\x80"));
     // What was read back writes out the same again.
-    std::unique_ptr<XMLParser> third(XMLParser::create());
-    ASSERT_TRUE(third->parse(String(textOf(*parser->getTree()).c_str())));
-    EXPECT_EQ(textOf(*third->getTree()), textOf(*parser->getTree()));
+    text = textOf(*back);
+    ASSERT_TRUE(parser->parse(String(text.c_str())));
+    EXPECT_EQ(textOf(*parser->getTree()), text);
 }
 
 TEST(XMLParse, ElementsAndAttributesOnlyAndLaterDuplicatesReplace) {
@@ -155,76 +120,47 @@ TEST(XMLParse, ElementsAndAttributesOnlyAndLaterDuplicatesReplace) {
         "<a>text<!-- note --><b id=\"1\" x=\"2\" ID=\"3\">inner</b>tail<?pi data?><c/></a>")));
     EXPECT_EQ(textOf(*parser->getTree()), DECL + "<a>\n<b id=\"3\" x=\"2\"/>\n<c/>\n</a>\n");
 
-    // Enough attributes for the lookup table to be used.
+    // Enough attributes for the lookup table to be used; each parse starts
+    // from an empty tree.
     std::string many = "<m";
-    for (int i = 0; i < 40; ++i)
-        many += " n" + std::to_string(i) + "=\"" + std::to_string(i) + "\"";
-    many += " N7=\"seven\" N39=\"last\"/>";
-    ASSERT_TRUE(parser->parse(String(many.c_str())));
+    for (int i = 0; i < 40; ++i) many += " n" + std::to_string(i) + "=\"\"";
+    ASSERT_TRUE(parser->parse(String((many + " N7=\"seven\" N39=\"last\"/>").c_str())));
     std::unique_ptr<XMLNode> m(parser->getTree()->getNode("/", -1));
     EXPECT_EQ(m->getAttributeCount(), 40);
     String name, value;
     ASSERT_TRUE(m->getAttribute(7, name, value));
-    EXPECT_EQ(name, String("n7"));
-    EXPECT_EQ(value, String("seven"));
+    EXPECT_EQ(name + "=" + value, String("n7=seven"));
     ASSERT_TRUE(m->getAttribute(39, name, value));
-    EXPECT_EQ(value, String("last"));
-
-    // Each parse starts from an empty tree.
-    ASSERT_TRUE(parser->parse(String("<Other/>")));
-    EXPECT_EQ(textOf(*parser->getTree()), DECL + "<Other/>\n");
+    EXPECT_EQ(name + "=" + value, String("n39=last"));
 }
 
 TEST(XMLParse, StreamsAreReadInChunksToTheirEnd) {
     ScratchDir scratch;
-    ASSERT_TRUE(scratch.ok());
     // Several chunks, with a multi-byte character across a chunk boundary.
     std::string big = "<List>";
     while (big.size() < 1020) big += "<I/>";
     big += "<I v=\"\xE2\x82\xAC\"/>";
     for (int i = 0; i < 300; ++i) big += "<Item n=\"" + std::to_string(i) + "\"/>";
     big += "</List>";
-    writeWholeFile(scratch.path("big.xml"), big);
-
-    std::unique_ptr<XMLParser> fromFile(XMLParser::create());
     std::unique_ptr<XMLParser> fromText(XMLParser::create());
-    {
-        FileInputStream in(scratch.path("big.xml").c_str());
-        ASSERT_TRUE(fromFile->parse(in));
-    }
+    std::unique_ptr<XMLParser> parser(XMLParser::create());
     ASSERT_TRUE(fromText->parse(String(big.c_str())));
-    EXPECT_EQ(textOf(*fromFile->getTree()), textOf(*fromText->getTree()));
-    EXPECT_EQ(attr(*fromFile->getTree(), "Item", "n", 299 + 255), String("299"));
-
-    // A document of exactly two chunks: complete it reads, cut short it fails.
-    std::string exact = "<R>";
-    while (exact.size() < 2048 - 4) exact += " ";
-    exact += "</R>";
-    ASSERT_EQ(exact.size(), 2048u);
-    writeWholeFile(scratch.path("exact.xml"), exact);
-    writeWholeFile(scratch.path("cut.xml"), exact.substr(0, 2044) + "    ");
-    {
-        FileInputStream in(scratch.path("exact.xml").c_str());
-        EXPECT_TRUE(fromFile->parse(in));
-    }
-    {
-        FileInputStream in(scratch.path("cut.xml").c_str());
-        EXPECT_FALSE(fromFile->parse(in));
-    }
-    writeWholeFile(scratch.path("empty.xml"), "");
-    {
-        FileInputStream in(scratch.path("empty.xml").c_str());
-        EXPECT_FALSE(fromFile->parse(in));
-    }
+    ASSERT_TRUE(parseAsFile(*parser, scratch, big));
+    EXPECT_EQ(textOf(*parser->getTree()), textOf(*fromText->getTree()));
+    EXPECT_EQ(attr(*parser->getTree(), "Item", "n", 299 + 255), String("299"));
     // Short reads in the middle are not taken for the end of the data.
     TricklingStream trickle(big, 7);
-    ASSERT_TRUE(fromFile->parse(trickle));
-    EXPECT_EQ(textOf(*fromFile->getTree()), textOf(*fromText->getTree()));
+    ASSERT_TRUE(parser->parse(trickle));
+    EXPECT_EQ(textOf(*parser->getTree()), textOf(*fromText->getTree()));
+
+    // A document of exactly two chunks: complete it reads, cut short it fails.
+    std::string exact = "<R>" + std::string(2048 - 7, ' ') + "</R>";
+    EXPECT_TRUE(parseAsFile(*parser, scratch, exact));
+    EXPECT_FALSE(parseAsFile(*parser, scratch, exact.substr(0, 2044) + "    "));
 }
 
 TEST(XMLParse, ErrorsGoToTheDebugLogWithTheLine) {
     ScratchDir scratch;
-    ASSERT_TRUE(scratch.ok());
     LogCapture logs(scratch);
     std::unique_ptr<XMLParser> parser(XMLParser::create());
 
@@ -244,29 +180,23 @@ TEST(XMLParse, ErrorsGoToTheDebugLogWithTheLine) {
 
 TEST(XMLFiles, WriteFileReplacesTheWholeFileOrReportsWhyNot) {
     ScratchDir scratch;
-    ASSERT_TRUE(scratch.ok());
     LogCapture logs(scratch);
-    std::string path = scratch.path("zr-inventory");
-    writeWholeFile(path, std::string(5000, 'x'));  // longer than the new text
+    std::string path = scratch.file("zr-inventory");
+    writeFile(path, std::string(5000, 'x'));  // longer than the new text
 
     std::unique_ptr<XMLParser> parser(XMLParser::create());
     ASSERT_TRUE(parser->parse(String("<Inventory><Products n=\"a&amp;b\"/></Inventory>")));
     ASSERT_TRUE(parser->writeFile(path.c_str()));
     std::string expected = DECL + "<Inventory>\n<Products n=\"a&amp;b\"/>\n</Inventory>\n";
-    EXPECT_EQ(readWholeFile(path), expected);
-    {
-        FileInputStream in(path.c_str());
-        ASSERT_TRUE(parser->parse(in));
-    }
-    EXPECT_EQ(attr(*parser->getTree(), "Products", "n"), String("a&b"));
+    EXPECT_EQ(readFile(path), expected);
 
-    std::string missing = scratch.path("no-such-dir/zr-inventory");
+    std::string missing = scratch.file("no-such-dir/zr-inventory");
     EXPECT_FALSE(parser->getTree()->writeFile(missing.c_str()));
     std::string mainLog = logs.mainText();
     EXPECT_NE(mainLog.find("\terror\tcannot write XML document: " + missing + ": "),
               std::string::npos)
         << mainLog;
-    EXPECT_EQ(readWholeFile(path), expected);
+    EXPECT_EQ(readFile(path), expected);
 }
 
 }  // namespace
