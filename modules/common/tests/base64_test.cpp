@@ -33,9 +33,14 @@ std::string decodeBytes(const char* text) {
 }
 
 TEST(Base64, Rfc4648VectorsBothWaysAndEveryByteValue) {
-    const char* vectors[][2] = {{"", ""},         {"f", "Zg=="},         {"fo", "Zm8="},
-                                {"foo", "Zm9v"},  {"foob", "Zm9vYg=="},  {"fooba", "Zm9vYmE="},
-                                {"foobar", "Zm9vYmFy"}, {"user:pw", "dXNlcjpwdw=="}};
+    const char* vectors[][2] = {{"", ""},
+                                {"f", "Zg=="},
+                                {"fo", "Zm8="},
+                                {"foo", "Zm9v"},
+                                {"foob", "Zm9vYg=="},
+                                {"fooba", "Zm9vYmE="},
+                                {"foobar", "Zm9vYmFy"},
+                                {"user:pw", "dXNlcjpwdw=="}};
     for (auto& v : vectors) {
         EXPECT_EQ(encodeBytes(v[0]), v[1]) << v[0];
         EXPECT_STREQ(Base64::encode(String(v[0])).c_str(), v[1]) << v[0];
@@ -76,14 +81,19 @@ TEST(Base64, EncodeWithZeroLengthTakesATextAndRefusesBadArguments) {
 }
 
 TEST(Base64, RejectsWhatNoEncoderWritesAndWritesNothing) {
-    const char* bad[] = {
-        "Zm9", "Zm9vY",           // length not a multiple of four
-        "Zm9v\n", "Zm 9v",        // white space
-        "Zm9v!A==", "Zm9-",       // outside this alphabet (also the URL-safe one)
-        "Zg=a", "Z===", "====",   // data after padding, three padding characters, padding only
-        "Zg==Zg==",               // padding in the middle
-        "Zh==", "Zm9=",           // left-over bits set
-        "\xc3\xa9\xc3\xa9"};      // non-ASCII bytes
+    const char* bad[] = {"Zm9",
+                         "Zm9vY",  // length not a multiple of four
+                         "Zm9v\n",
+                         "Zm 9v",  // white space
+                         "Zm9v!A==",
+                         "Zm9-",  // outside this alphabet (also the URL-safe one)
+                         "Zg=a",
+                         "Z===",
+                         "====",      // data after padding, three padding characters, padding only
+                         "Zg==Zg==",  // padding in the middle
+                         "Zh==",
+                         "Zm9=",               // left-over bits set
+                         "\xc3\xa9\xc3\xa9"};  // non-ASCII bytes
     for (const char* text : bad) {
         EXPECT_EQ(Base64::decodedLength(text), -1) << text;
         unsigned char guard[8];
@@ -99,8 +109,8 @@ TEST(Base64, RejectsWhatNoEncoderWritesAndWritesNothing) {
 
     // Whatever the text, the decoded bytes fit a buffer of strlen(text)
     // bytes; the heap buffer lets the address sanitizer check each write.
-    for (const char* text : {"A", "AA", "AAA", "AAAA", "AA==", "AAA=", "////", "+/+/+/==",
-                             "Zm9vYmFyZm9vYmFy", "=", "==", "A=", "A==", "A==="}) {
+    for (const char* text : {"A", "AA", "AAA", "AAAA", "AA==", "AAA=", "////",
+                             "+/+/+/==", "Zm9vYmFyZm9vYmFy", "=", "==", "A=", "A==", "A==="}) {
         size_t len = std::strlen(text);
         unsigned char* buffer = new unsigned char[len];
         int n = Base64::decode(text, buffer);

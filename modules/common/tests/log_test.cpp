@@ -113,7 +113,7 @@ std::string writtenBeforeMain = [] {
 // that its lock files in the temporary folder are its own too, and puts the
 // process-wide logs and settings back as the test found them.
 class LogTest : public ::testing::Test {
-  protected:
+protected:
     ~LogTest() override { removeLogLocks(log); }
     void TearDown() override {
         Log::setEnabled(true);
@@ -149,9 +149,9 @@ TEST_F(LogTest, LineFormats) {
         file.log(String(""));
         file.log(record);
     }
-    EXPECT_EQ(messages(log), (Lines{"plain message", "error\tx", "info\tx", "warning\tcareful",
-                                    "debug\tdetails", "info\tunknown level",
-                                    "info\tnegative level", "", "a b\tc\t42"}));
+    EXPECT_EQ(messages(log),
+              (Lines{"plain message", "error\tx", "info\tx", "warning\tcareful", "debug\tdetails",
+                     "info\tunknown level", "info\tnegative level", "", "a b\tc\t42"}));
     EXPECT_EQ(readFile(log).back(), '\n');
 
     // The base class writes messages and records as they are; a file log on
@@ -302,7 +302,8 @@ TEST_F(LogTest, ProcessesWritingAtOnceLoseAndInterleaveNoLine) {
                 RotationFileLog writer(log.c_str());
                 for (int n = 0; n < run.perProcess; ++n) {
                     String message("process ");
-                    message.append(p).append(" line ").append(n).append(" ........................");
+                    message.append(p).append(" line ").append(n).append(
+                        " ........................");
                     writer.log(message, 0);
                 }
             }));
@@ -395,10 +396,14 @@ TEST_F(LogTest, NextNameNumbersCopiesUpToTheCount) {
         std::string name, next;
         bool dropsOldest;
     };
-    const Case cases[] = {{a + ".0", a + ".1", false},         {a + ".3", oldest, false},
-                          {a + ".09", oldest, true},           {oldest, oldest, true},
-                          {a + ".12345678901", oldest, true},  {a, a, false},
-                          {a + ".", a + ".", false},           {a + ".1a", a + ".1a", false},
+    const Case cases[] = {{a + ".0", a + ".1", false},
+                          {a + ".3", oldest, false},
+                          {a + ".09", oldest, true},
+                          {oldest, oldest, true},
+                          {a + ".12345678901", oldest, true},
+                          {a, a, false},
+                          {a + ".", a + ".", false},
+                          {a + ".1a", a + ".1a", false},
                           {scratch.file("noext"), scratch.file("noext"), false}};
     writeFile(a, "log");
     for (const Case& c : cases) {

@@ -14,12 +14,12 @@
 // a fault shared by encryption and decryption here cannot hide.
 class RSAUtilTest : public ::testing::Test {
   protected:
-    static std::unique_ptr<ScratchDir> scratch;
+      static std::unique_ptr<ScratchDir> scratch;
 
-    // The path of `name` in the scratch folder; "" stays "" (no key file).
-    static std::string file(const std::string& name) {
-        return name.empty() ? name : scratch->file(name);
-    }
+      // The path of `name` in the scratch folder; "" stays "" (no key file).
+      static std::string file(const std::string& name) {
+          return name.empty() ? name : scratch->file(name);
+      }
 
     static bool run(const std::string& command) {
         return std::system(("cd " + scratch->path() + " && " + command + " 2>/dev/null").c_str()) ==
@@ -29,20 +29,19 @@ class RSAUtilTest : public ::testing::Test {
     static void SetUpTestSuite() {
         scratch = std::make_unique<ScratchDir>();
         const std::string rsa = "openssl genpkey -algorithm RSA -pkeyopt rsa_keygen_bits:2048";
-        for (const std::string& command : {
-                 rsa + " -out key.pem",
-                 rsa + " -out other.pem",
-                 std::string("openssl pkey -in key.pem -pubout -out pub.pem"),
-                 std::string("openssl rsa -in key.pem -RSAPublicKey_out -out rsapub.pem"),
-                 std::string("openssl req -new -x509 -key key.pem -subj /CN=zr-test -days 2 "
-                             "-out cert.pem"),
-                 std::string("openssl pkey -in key.pem -aes128 -passout pass:secret "
-                             "-out encrypted.pem"),
-                 std::string("openssl genpkey -algorithm EC -pkeyopt ec_paramgen_curve:P-256 "
-                             "-out ec.pem"),
-                 std::string("openssl pkey -in ec.pem -pubout -out ecpub.pem"),
-                 // A public key with a line of text before its marker.
-                 std::string("(echo 'subject=CN = zr-test'; cat pub.pem) > prefixed.pem")}) {
+        for (const std::string& command :
+             {rsa + " -out key.pem", rsa + " -out other.pem",
+              std::string("openssl pkey -in key.pem -pubout -out pub.pem"),
+              std::string("openssl rsa -in key.pem -RSAPublicKey_out -out rsapub.pem"),
+              std::string("openssl req -new -x509 -key key.pem -subj /CN=zr-test -days 2 "
+                          "-out cert.pem"),
+              std::string("openssl pkey -in key.pem -aes128 -passout pass:secret "
+                          "-out encrypted.pem"),
+              std::string("openssl genpkey -algorithm EC -pkeyopt ec_paramgen_curve:P-256 "
+                          "-out ec.pem"),
+              std::string("openssl pkey -in ec.pem -pubout -out ecpub.pem"),
+              // A public key with a line of text before its marker.
+              std::string("(echo 'subject=CN = zr-test'; cat pub.pem) > prefixed.pem")}) {
             ASSERT_TRUE(run(command)) << command;
         }
     }
@@ -146,8 +145,7 @@ TEST_F(RSAUtilTest, PrivateKeyCiphertextRecoversWithEveryPublicForm) {
         RSAUtil reader("", file(pub).c_str(), "", false);
         unsigned char out[256];
         int n = reader.decryptWithPublicKey(hex, out, sizeof out);
-        EXPECT_EQ(std::string(reinterpret_cast<char*>(out), size_t(n > 0 ? n : 0)), message)
-            << pub;
+        EXPECT_EQ(std::string(reinterpret_cast<char*>(out), size_t(n > 0 ? n : 0)), message) << pub;
     }
 }
 

@@ -44,14 +44,18 @@ public:
 
 TEST(XMLWrite, DeclarationThenOneElementPerLineWithoutIndentation) {
     std::unique_ptr<XMLParser> parser(XMLParser::create());
-    ASSERT_TRUE(parser->parse(String("<ServerList type=\"http\">\n  <Server host=\"h\" port=\"80\">"
-                                     "</Server>\n  <Empty><Inner/></Empty></ServerList>")));
+    ASSERT_TRUE(
+        parser->parse(String("<ServerList type=\"http\">\n  <Server host=\"h\" port=\"80\">"
+                             "</Server>\n  <Empty><Inner/></Empty></ServerList>")));
     RecordingStream out;
     parser->write(out);
-    std::vector<std::string> expected = {DECL,        "<ServerList type=\"http\">\n",
+    std::vector<std::string> expected = {DECL,
+                                         "<ServerList type=\"http\">\n",
                                          "<Server host=\"h\" port=\"80\"/>\n",
-                                         "<Empty>\n", "<Inner/>\n",
-                                         "</Empty>\n", "</ServerList>\n"};
+                                         "<Empty>\n",
+                                         "<Inner/>\n",
+                                         "</Empty>\n",
+                                         "</ServerList>\n"};
     EXPECT_EQ(out.writes, expected);  // one write per line
     std::string joined;
     for (const std::string& line : expected) joined += line;
@@ -94,7 +98,11 @@ TEST(XMLRoundTrip, EveryValueSetInCodeReadsBack) {
     // Bytes XML cannot carry still give a readable document: stray bytes are
     // taken as Latin-1, control characters become U+FFFD.
     ASSERT_TRUE(tree->setAttribute("/", "latin1", "\xE9t\xE9", -1));
-    ASSERT_TRUE(tree->setAttribute("/", "ctrl", "a\x01" "b\x1F" "c\xEF\xBF\xBE", -1));
+    ASSERT_TRUE(tree->setAttribute("/", "ctrl",
+                                   "a\x01"
+                                   "b\x1F"
+                                   "c\xEF\xBF\xBE",
+                                   -1));
     ASSERT_TRUE(tree->setAttribute("/", "bad", "\xC0\x80\xED\xA0\x80\xF4\x90\x80\x80", -1));
     std::string text = textOf(*tree);
     EXPECT_NE(text.find("latin1=\"&#xE9;t&#xE9;\""), std::string::npos) << text;
@@ -105,7 +113,9 @@ TEST(XMLRoundTrip, EveryValueSetInCodeReadsBack) {
     XMLTree* back = parser->getTree();
     EXPECT_EQ(attr(*back, "/", "v"), String(all.c_str()));
     EXPECT_EQ(attr(*back, "/", "latin1"), String("\xC3\xA9t\xC3\xA9"));
-    EXPECT_EQ(attr(*back, "/", "ctrl"), String("a\xEF\xBF\xBD" "b\xEF\xBF\xBD" "c\xEF\xBF\xBD"));
+    EXPECT_EQ(attr(*back, "/", "ctrl"), String("a\xEF\xBF\xBD"
+                                               "b\xEF\xBF\xBD"
+                                               "c\xEF\xBF\xBD"));
     EXPECT_EQ(attr(*back, "/", "bad"),
               String("\xC3\x80\xC2\x80\xC3\xAD\xC2\xA0\xC2\x80\xC3\xB4\xC2\x90\xC2\x80\xC2\x80"));
     // What was read back writes out the same again.

@@ -35,10 +35,10 @@ TEST(XMLTreePaths, RootAndRelativePathsResolveAsDocumented) {
     // leading "/" does not make a path absolute; the last component compares
     // ignoring case, the ones above it exactly; missing elements and empty
     // components find nothing.
-    const char* cases[][2] = {
-        {"/", "Root"},     {"Root", "Root"},   {"/Root", "Root"},        {"Alpha/Beta", "Beta"},
-        {"/ALPHA", "Alpha"}, {"/Alpha/BETA", "Beta"}, {"/ALPHA/Beta", ""}, {"/Root/Alpha", ""},
-        {"/Gamma", ""},    {"Alpha//Beta", ""}, {"Alpha/", ""}};
+    const char* cases[][2] = {{"/", "Root"},          {"Root", "Root"},    {"/Root", "Root"},
+                              {"Alpha/Beta", "Beta"}, {"/ALPHA", "Alpha"}, {"/Alpha/BETA", "Beta"},
+                              {"/ALPHA/Beta", ""},    {"/Root/Alpha", ""}, {"/Gamma", ""},
+                              {"Alpha//Beta", ""},    {"Alpha/", ""}};
     for (auto& c : cases) EXPECT_EQ(nameAt(*tree, c[0]), String(c[1])) << c[0];
     EXPECT_EQ(nameAt(*tree, "/", 7), String("Root"));
     std::unique_ptr<XMLNode> beta(tree->getNode("Alpha/Beta", -1));
@@ -223,9 +223,10 @@ TEST(XMLTreeViews, SubtreeBorrowsAndNeverFrees) {
     ASSERT_TRUE(view->addNode("Products", "InstalledProduct", -1));
     ASSERT_TRUE(view->setAttribute("Products/InstalledProduct", "id", "7", -1));
     EXPECT_EQ(attr(*tree, "Inventory/Products/InstalledProduct", "id"), String("7"));
-    EXPECT_EQ(textOf(*view), "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Inventory>\n"
-                             "<Products count=\"0\">\n<InstalledProduct id=\"7\"/>\n"
-                             "</Products>\n</Inventory>\n");
+    EXPECT_EQ(textOf(*view),
+              "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Inventory>\n"
+              "<Products count=\"0\">\n<InstalledProduct id=\"7\"/>\n"
+              "</Products>\n</Inventory>\n");
 
     // Clearing or deleting a view frees nothing of the tree; a root made in
     // a cleared view belongs to the view (the leak checker would see it).

@@ -142,49 +142,29 @@ bool fromHex(const String& hex, std::vector<unsigned char>& bytes) {
     return true;
 }
 
-enum class Operation { Encrypt, Sign, Decrypt, VerifyRecover };
+// One kind of RSA operation: the call that prepares a context for it and the
+// call that runs it. Sign and verify-recover without a digest are the raw
+// private-key encryption and public-key decryption.
+struct Operation {
+    int (*init)(EVP_PKEY_CTX* ctx);
+    int (*run)(EVP_PKEY_CTX* ctx, unsigned char* out, size_t* outLen, const unsigned char* in,
+               size_t inLen);
+};
+const Operation ENCRYPT = {EVP_PKEY_encrypt_init, EVP_PKEY_encrypt};
+const Operation SIGN = {EVP_PKEY_sign_init, EVP_PKEY_sign};
+const Operation DECRYPT = {EVP_PKEY_decrypt_init, EVP_PKEY_decrypt};
+const Operation VERIFY_RECOVER = {EVP_PKEY_verify_recover_init, EVP_PKEY_verify_recover};
 
 // One RSA operation with the given key and padding; false on failure.
-// Sign and VerifyRecover without a digest are the raw private-key encryption
-// and public-key decryption.
-bool runRSA(EVP_PKEY* key, int padding, Operation op, const unsigned char* in, size_t inLen,
+bool runRSA(EVP_PKEY* key, int padding, const Operation& op, const unsigned char* in, size_t inLen,
             std::vector<unsigned char>& out) {
     EVP_PKEY_CTX* ctx = EVP_PKEY_CTX_new_from_pkey(nullptr, key, nullptr);
     if (ctx == nullptr) return false;
-    int ok = 0;
-    switch (op) {
-        case Operation::Encrypt:
-            ok = EVP_PKEY_encrypt_init(ctx);
-            break;
-        case Operation::Sign:
-            ok = EVP_PKEY_sign_init(ctx);
-            break;
-        case Operation::Decrypt:
-            ok = EVP_PKEY_decrypt_init(ctx);
-            break;
-        case Operation::VerifyRecover:
-            ok = EVP_PKEY_verify_recover_init(ctx);
-            break;
-    }
-    if (ok > 0) ok = EVP_PKEY_CTX_set_rsa_padding(ctx, padding);
     size_t outLen = size_t(EVP_PKEY_get_size(key));
     out.resize(outLen);
-    if (ok > 0) {
-        switch (op) {
-            case Operation::Encrypt:
-                ok = EVP_PKEY_encrypt(ctx, out.data(), &outLen, in, inLen);
-                break;
-            case Operation::Sign:
-                ok = EVP_PKEY_sign(ctx, out.data(), &outLen, in, inLen);
-                break;
-            case Operation::Decrypt:
-                ok = EVP_PKEY_decrypt(ctx, out.data(), &outLen, in, inLen);
-                break;
-            case Operation::VerifyRecover:
-                ok = EVP_PKEY_verify_recover(ctx, out.data(), &outLen, in, inLen);
-                break;
-        }
-    }
+    int ok = op.init(ctx);
+    if (ok > 0) ok = EVP_PKEY_CTX_set_rsa_padding(ctx, padding);
+    if (ok > 0) ok = op.run(ctx, out.data(), &outLen, in, inLen);
     EVP_PKEY_CTX_free(ctx);
     if (ok <= 0) return false;
     out.resize(outLen);
@@ -240,8 +220,7 @@ static String encryptWith(EVP_PKEY* key, int padding, bool usePrivateKey, const 
         }
     }
     std::vector<unsigned char> cipher;
-    if (!runRSA(key, padding, usePrivateKey ? Operation::Sign : Operation::Encrypt, input.data(),
-                input.size(), cipher)) {
+    if (!runRSA(key, padding, usePrivateKey ? SIGN : ENCRYPT, input.data(), input.size(), cipher)) {
         reportOpenSSLError("encryption failed");
         return String();
     }
@@ -254,8 +233,8 @@ static int decryptWith(EVP_PKEY* key, int padding, bool usePrivateKey, const Str
     std::vector<unsigned char> cipher;
     if (!fromHex(hex, cipher) || cipher.empty()) return -1;
     std::vector<unsigned char> plain;
-    if (!runRSA(key, padding, usePrivateKey ? Operation::Decrypt : Operation::VerifyRecover,
-                cipher.data(), cipher.size(), plain)) {
+    if (!runRSA(key, padding, usePrivateKey ? DECRYPT : VERIFY_RECOVER, cipher.data(),
+                cipher.size(), plain)) {
         reportOpenSSLError("decryption failed");
         return -1;
     }

@@ -47,6 +47,17 @@ bool isNameByte(unsigned char c) {
     return isNameStartByte(c) || (c >= '0' && c <= '9') || c == '-' || c == '.';
 }
 
+// The reference written for an ASCII byte that cannot stand as it is inside
+// an attribute value, or null for one that can.
+const char* referenceFor(unsigned char c) {
+    static const char* const MARKUP[][2] = {{"&", "&amp;"}, {"<", "&lt;"},   {"\"", "&quot;"},
+                                            {"\t", "&#9;"}, {"\n", "&#10;"}, {"\r", "&#13;"}};
+    for (const auto& entry : MARKUP) {
+        if (c == static_cast<unsigned char>(entry[0][0])) return entry[1];
+    }
+    return c < 0x20 ? "&#xFFFD;" : nullptr;
+}
+
 void appendHexReference(std::string& out, unsigned int code) {
     char buffer[16];
     std::snprintf(buffer, sizeof buffer, "&#x%X;", code);
@@ -90,31 +101,11 @@ void XMLText::appendAttributeValue(std::string& out, const char* value, int leng
             }
             continue;
         }
-        switch (c) {
-            case '&':
-                out.append("&amp;");
-                break;
-            case '<':
-                out.append("&lt;");
-                break;
-            case '"':
-                out.append("&quot;");
-                break;
-            case '\t':
-                out.append("&#9;");
-                break;
-            case '\n':
-                out.append("&#10;");
-                break;
-            case '\r':
-                out.append("&#13;");
-                break;
-            default:
-                if (c < 0x20) {
-                    out.append("&#xFFFD;");
-                } else {
-                    out.push_back(static_cast<char>(c));
-                }
+        const char* reference = referenceFor(c);
+        if (reference != nullptr) {
+            out.append(reference);
+        } else {
+            out.push_back(static_cast<char>(c));
         }
         ++i;
     }
