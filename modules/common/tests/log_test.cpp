@@ -12,6 +12,7 @@
 #include <cstdlib>
 #include <ctime>
 #include <map>
+#include <regex>
 #include <string>
 #include <vector>
 
@@ -26,21 +27,12 @@ namespace {
 
 using Lines = std::vector<std::string>;
 
-// Whether `line` starts with "YYYY-MM-DD HH:MM:SS" and a tab.
-bool hasStamp(const std::string& line) {
-    const std::string shape = "dddd-dd-dd dd:dd:dd\t";
-    if (line.size() < shape.size()) return false;
-    for (size_t i = 0; i < shape.size(); ++i) {
-        if (shape[i] == 'd' ? !isdigit(static_cast<unsigned char>(line[i])) : line[i] != shape[i])
-            return false;
-    }
-    return true;
-}
-
-// "<stamp>\t<rest>" with the stamp checked against the clock; gives <rest>.
+// "YYYY-MM-DD HH:MM:SS\t<rest>" with a time near the clock's; gives <rest>.
 std::string afterStamp(const std::string& line) {
+    static const std::regex stamp("\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\t");
     struct tm parts = {};
-    if (!hasStamp(line) || strptime(line.c_str(), "%Y-%m-%d %H:%M:%S", &parts) == nullptr) {
+    if (!std::regex_match(line.substr(0, 20), stamp) ||
+        !strptime(line.c_str(), "%Y-%m-%d %H:%M:%S", &parts)) {
         ADD_FAILURE() << "no time stamp in: " << line;
         return line;
     }
@@ -320,10 +312,9 @@ TEST_F(LogTest, ProcessesWritingAtOnceLoseAndInterleaveNoLine) {
         std::map<int, int> nextOf;
         for (const std::string& line : lines) {
             int p = -1, n = -1, end = 0;
-            bool whole =
-                hasStamp(line) &&
-                sscanf(line.c_str() + 20, "info\tprocess %d line %d %n", &p, &n, &end) == 2 &&
-                line.substr(20 + end) == std::string(24, '.');
+            std::string rest = afterStamp(line);
+            bool whole = sscanf(rest.c_str(), "info\tprocess %d line %d %n", &p, &n, &end) == 2 &&
+                         rest.substr(end) == std::string(24, '.');
             ASSERT_TRUE(whole) << "broken line: " << line;
             EXPECT_EQ(n, nextOf[p]) << "lost, doubled or out of order: " << line;
             nextOf[p] = n + 1;
@@ -417,20 +408,6 @@ TEST_F(LogTest, NextNameNumbersCopiesUpToTheCount) {
     EXPECT_EQ(next(a + ".1"), a + ".1");
 }
 
-TEST_F(LogTest, RotateLogMovesANonEmptyLogAside) {
-    ASSERT_TRUE(Log::openLog(log.c_str()));
-    Log::getFileLog()->log(String("first"));
-    Log::rotateLog();
-    Log::rotateLog();  // an empty log is left alone
-    EXPECT_TRUE(fileExists(log));
-    EXPECT_EQ(readFile(log), "");
-    EXPECT_FALSE(fileExists(copy(2)));
-    Log::getFileLog()->log(String("second"));
-    Log::rotateLog();
-    EXPECT_EQ(messages(copy(1)), Lines{"second"});
-    EXPECT_EQ(messages(copy(2)), Lines{"first"});
-}
-
 TEST_F(LogTest, ResetRemovesTheLogAndItsCopiesOnly) {
     RotationFileLog file(log.c_str());
     file.log(String("old"));
@@ -480,17 +457,25 @@ TEST_F(LogTest, TrimDeletesCopiesBeyondWhatIsKept) {
     EXPECT_TRUE(fileExists(log));
 }
 
-TEST_F(LogTest, ALogFollowsItsFileWhenAnotherProcessRotatesOrRemovesIt) {
-    RotationFileLog file(log.c_str());
-    file.log(String("before"));
+TEST_F(LogTest, RotateNowAndLogsFollowingOtherProcesses) {
+    ASSERT_TRUE(Log::openLog(log.c_str()));
+    RotationFileLog* file = Log::getFileLog();
+    file->log(String("first"));
+    Log::rotateLog();
+    Log::rotateLog();  // an empty log is left alone
+    EXPECT_TRUE(fileExists(log));
+    EXPECT_EQ(readFile(log), "");
+    EXPECT_FALSE(fileExists(copy(2)));
+    // A log follows its file when another process rotates it or removes it.
+    file->log(String("second"));
     EXPECT_EQ(inChild([&] { RotationFileLog(log.c_str()).rotateNow(); }), 0);
-    file.log(String("after"));
-    EXPECT_EQ(messages(log), Lines{"after"});
-    EXPECT_EQ(messages(copy(1)), Lines{"before"});
-
+    file->log(String("third"));
+    EXPECT_EQ(messages(log), Lines{"third"});
+    EXPECT_EQ(messages(copy(1)), Lines{"second"});
+    EXPECT_EQ(messages(copy(2)), Lines{"first"});
     EXPECT_EQ(inChild([&] { RotationFileLog(log.c_str()).reset(); }), 0);
     EXPECT_FALSE(fileExists(log));
-    file.log(String("recreated"));
+    file->log(String("recreated"));
     EXPECT_EQ(messages(log), Lines{"recreated"});
 }
 
