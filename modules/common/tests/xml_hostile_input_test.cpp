@@ -61,14 +61,14 @@ TEST(XMLHostileInput, MalformedDocumentsAreRefused) {
     // Other encodings are read into UTF-8.
     ASSERT_TRUE(
         parseText(*parser, "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><a x=\"\xE9\"/>"));
-    String value;
-    ASSERT_TRUE(parser->getTree()->getAttribute("/", "x", value, -1));
-    EXPECT_EQ(value, String("\xC3\xA9"));
+    EXPECT_EQ(attr(*parser->getTree(), "/", "x"), String("\xC3\xA9"));
     ASSERT_TRUE(parseAsFile(*parser, scratch, std::string("\xFF\xFE<\0a\0/\0>\0", 10)));
     EXPECT_EQ(parser->getTree()->getRootName(), String("a"));
 }
 
-TEST(XMLHostileInput, TenMegabyteAttribute) {
+// A 10 MB attribute, 100,000 siblings, 50,000 attributes: linear work, not a
+// re-scan per chunk or a search per attribute.
+TEST(XMLHostileInput, HugeDocumentsStayLinear) {
     ScratchDir scratch;
     const int size = 10 * 1024 * 1024;
     std::string text = "<a v=\"" + std::string(size, 'x') + "&amp;\"/>";
@@ -76,17 +76,25 @@ TEST(XMLHostileInput, TenMegabyteAttribute) {
     auto start = std::chrono::steady_clock::now();
     ASSERT_TRUE(parseText(*parser, text));
     ASSERT_TRUE(parseAsFile(*parser, scratch, text));
-    EXPECT_LT(secondsSince(start), 60.0);  // linear work, not a re-scan per chunk
-    String value;
-    ASSERT_TRUE(parser->getTree()->getAttribute("/", "v", value, -1));
+    String value = attr(*parser->getTree(), "/", "v");
     EXPECT_EQ(value.length(), size + 1);
     EXPECT_TRUE(value.endsWith("x&"));
-
-    String out;
-    parser->toString(out);
-    EXPECT_EQ(out.length(), 39 + size + 15);
+    EXPECT_EQ(textOf(*parser->getTree()).size(), 39u + size + 15);
     // Cut short inside the value: refused, no crash.
     EXPECT_FALSE(parseAsFile(*parser, scratch, text.substr(0, text.size() / 2)));
+
+    text = "<r>";
+    for (int i = 0; i < 100000; ++i) text += "<s/>";
+    text += "<m";
+    for (int i = 0; i < 50000; ++i) text += " a" + std::to_string(i) + "=\"\"";
+    ASSERT_TRUE(parseText(*parser, text + " A49999=\"dup\"/></r>"));
+    std::unique_ptr<XMLNode> m(parser->getTree()->getNode("/m", -1));
+    ASSERT_NE(m, nullptr);
+    EXPECT_EQ(m->getAttributeCount(), 50000);
+    EXPECT_EQ(attr(*parser->getTree(), "/m", "a49999"), String("dup"));
+    EXPECT_NE(std::unique_ptr<XMLNode>(parser->getTree()->getNode("/s", 99999)), nullptr);
+    EXPECT_TRUE(parseText(*parser, textOf(*parser->getTree())));
+    EXPECT_LT(secondsSince(start), 60.0);
 }
 
 TEST(XMLHostileInput, DeepNestingNeedsNoDeepStack) {
@@ -108,13 +116,9 @@ TEST(XMLHostileInput, DeepNestingNeedsNoDeepStack) {
         EXPECT_EQ(deepest->getChildCount(), 0);
         EXPECT_TRUE(parser->getTree()->setAttribute(path.c_str(), "leaf", "1", -1));
 
-        String out;
-        parser->toString(out);
         std::unique_ptr<XMLParser> again(XMLParser::create());
-        ASSERT_TRUE(again->parse(out));
-        String value;
-        EXPECT_TRUE(again->getTree()->getAttribute(path.c_str(), "leaf", value, -1));
-        EXPECT_EQ(value, String("1"));
+        ASSERT_TRUE(parseText(*again, textOf(*parser->getTree())));
+        EXPECT_EQ(attr(*again->getTree(), path.c_str(), "leaf"), String("1"));
         // Dropping the middle frees the levels below it without recursion.
         EXPECT_TRUE(again->getTree()->removeNode("/e/e", "e", 0));
         EXPECT_EQ(again->getTree()->getNode("/e/e/e", -1), nullptr);
@@ -152,29 +156,6 @@ TEST(XMLHostileInput, EntityTricksAreRefused) {
     // external one is never fetched.
     EXPECT_TRUE(parseText(*parser, "<!DOCTYPE a><a x=\"1\"/>"));
     EXPECT_TRUE(parseText(*parser, "<!DOCTYPE a SYSTEM \"http://127.0.0.1:1/x.dtd\"><a/>"));
-}
-
-TEST(XMLHostileInput, ManySiblingsAndAttributesStayLinear) {
-    std::string text = "<r>";
-    for (int i = 0; i < 100000; ++i) text += "<s/>";
-    text += "<m";
-    for (int i = 0; i < 50000; ++i) text += " a" + std::to_string(i) + "=\"\"";
-    text += " A49999=\"dup\"/></r>";
-    std::unique_ptr<XMLParser> parser(XMLParser::create());
-    auto start = std::chrono::steady_clock::now();
-    ASSERT_TRUE(parseText(*parser, text));
-    std::unique_ptr<XMLNode> m(parser->getTree()->getNode("/m", -1));
-    ASSERT_NE(m, nullptr);
-    EXPECT_EQ(m->getAttributeCount(), 50000);
-    String value;
-    EXPECT_TRUE(m->getAttribute("a49999", value));
-    EXPECT_EQ(value, String("dup"));
-    std::unique_ptr<XMLNode> last(parser->getTree()->getNode("/s", 99999));
-    EXPECT_NE(last, nullptr);
-    String out;
-    parser->toString(out);
-    EXPECT_TRUE(parser->parse(out));
-    EXPECT_LT(secondsSince(start), 30.0);
 }
 
 }  // namespace
