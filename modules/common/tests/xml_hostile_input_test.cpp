@@ -91,7 +91,9 @@ TEST(XMLHostileInput, HugeDocumentsStayLinear) {
     std::unique_ptr<XMLNode> m(parser->getTree()->getNode("/m", -1));
     ASSERT_NE(m, nullptr);
     EXPECT_EQ(m->getAttributeCount(), 50000);
-    EXPECT_EQ(attr(*parser->getTree(), "/m", "a49999"), String("dup"));
+    String name, last;  // replaced in place, under its first spelling
+    ASSERT_TRUE(m->getAttribute(49999, name, last));
+    EXPECT_EQ(name + "=" + last, String("a49999=dup"));
     EXPECT_NE(std::unique_ptr<XMLNode>(parser->getTree()->getNode("/s", 99999)), nullptr);
     EXPECT_TRUE(parseText(*parser, textOf(*parser->getTree())));
     EXPECT_LT(secondsSince(start), 60.0);

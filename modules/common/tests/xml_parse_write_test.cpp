@@ -129,19 +129,6 @@ TEST(XMLParse, ElementsAndAttributesOnlyAndLaterDuplicatesReplace) {
     ASSERT_TRUE(parser->parse(String(
         "<a>text<!-- note --><b id=\"1\" x=\"2\" ID=\"3\">inner</b>tail<?pi data?><c/></a>")));
     EXPECT_EQ(textOf(*parser->getTree()), DECL + "<a>\n<b id=\"3\" x=\"2\"/>\n<c/>\n</a>\n");
-
-    // Enough attributes for the lookup table to be used; each parse starts
-    // from an empty tree.
-    std::string many = "<m";
-    for (int i = 0; i < 40; ++i) many += " n" + std::to_string(i) + "=\"\"";
-    ASSERT_TRUE(parser->parse(String((many + " N7=\"seven\" N39=\"last\"/>").c_str())));
-    std::unique_ptr<XMLNode> m(parser->getTree()->getNode("/", -1));
-    EXPECT_EQ(m->getAttributeCount(), 40);
-    String name, value;
-    ASSERT_TRUE(m->getAttribute(7, name, value));
-    EXPECT_EQ(name + "=" + value, String("n7=seven"));
-    ASSERT_TRUE(m->getAttribute(39, name, value));
-    EXPECT_EQ(name + "=" + value, String("n39=last"));
 }
 
 TEST(XMLParse, StreamsAreReadInChunksToTheirEnd) {

@@ -8,6 +8,7 @@
 #include <memory>
 #include <string>
 
+#include "../xml_test_support.h"
 #include "Exception.h"
 #include "io/InputStream.h"
 #include "xml/XMLNode.h"
@@ -36,12 +37,6 @@ private:
 
 void check(bool condition) {
     if (!condition) std::abort();
-}
-
-std::string textOf(const XMLTree& tree) {
-    String out;
-    tree.toString(out);
-    return std::string(out.c_str(), out.length());
 }
 
 // Looks a path up; short paths may throw, which is their documented answer.
