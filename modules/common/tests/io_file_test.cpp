@@ -27,8 +27,8 @@ TEST(FilePathText, JoinsSplitsAndCanonicalises) {
     EXPECT_EQ(str(File("/tmp", "x").getPath()), "/tmp/x");
     EXPECT_EQ(str(File("a//b").getPath()), "a//b");  // kept as given
 
-    const char* const parents[][2] = {{"/", ""},      {"/a", "/"},     {"a", ""},
-                                      {"a/b", "a"},   {"/a/b", "/a"},  {"a/", "a"}};
+    const char* const parents[][2] = {{"/", ""},    {"/a", "/"},    {"a", ""},
+                                      {"a/b", "a"}, {"/a/b", "/a"}, {"a/", "a"}};
     for (const auto& p : parents) EXPECT_EQ(str(File(p[0]).getParent()), p[1]) << p[0];
     const char* const folders[][2] = {{"/a", "/"}, {"a", "."}, {"a/b", "a"}, {"/a/b/c", "/a/b"}};
     for (const auto& f : folders) EXPECT_EQ(str(File::folderOf(f[0])), f[1]) << f[0];
@@ -42,14 +42,22 @@ TEST(FilePathText, JoinsSplitsAndCanonicalises) {
     EXPECT_LT(File("abc").compareTo(String("abd")), 0);
     EXPECT_GT(File("abd").compareTo(String("abc")), 0);
 
-    const char* const canonical[][2] = {
-        {"/a/./b//c/../d", "/a/b/d"}, {"/../x", "/x"}, {"/a/../../x", "/x"}, {"//a///b", "/a/b"},
-        {"/a/b/c/../../d", "/a/d"}, {"/a/b/../", "/a/"},
-        // A path ending in "/." or "/.." keeps a trailing separator.
-        {"/a/b/..", "/a/"}, {"/a/b/.", "/a/b/"}, {"/a/..", "/"}, {"/..", "/"}, {"/.", "/"},
-        {"/", "/"},
-        // Names that merely contain dots are names.
-        {"/a/..b/.c/d.", "/a/..b/.c/d."}, {"/a/.../b", "/a/.../b"}};
+    // A path ending in "/." or "/.." keeps a trailing separator; names that
+    // merely contain dots are names.
+    const char* const canonical[][2] = {{"/a/./b//c/../d", "/a/b/d"},
+                                        {"/../x", "/x"},
+                                        {"/a/../../x", "/x"},
+                                        {"//a///b", "/a/b"},
+                                        {"/a/b/c/../../d", "/a/d"},
+                                        {"/a/b/../", "/a/"},
+                                        {"/a/b/..", "/a/"},
+                                        {"/a/b/.", "/a/b/"},
+                                        {"/a/..", "/"},
+                                        {"/..", "/"},
+                                        {"/.", "/"},
+                                        {"/", "/"},
+                                        {"/a/..b/.c/d.", "/a/..b/.c/d."},
+                                        {"/a/.../b", "/a/.../b"}};
     for (const auto& c : canonical) EXPECT_EQ(str(File(c[0]).getCanonicalPath()), c[1]) << c[0];
 
     // Relative paths start at the working directory.

@@ -156,9 +156,9 @@ TEST(FileInputStream, ClosedStreamRefusesWorkAndDestructorCloses) {
 
     // A descriptor that is not open gives the system's error text.
     FileInputStream stale(fd);
-    EXPECT_EQ(ioMessages({[&] { stale.read(); }, [&] { stale.available(); },
-                          [&] { stale.close(); }}),
-              std::vector<std::string>(3, strerror(EBADF)));
+    EXPECT_EQ(
+        ioMessages({[&] { stale.read(); }, [&] { stale.available(); }, [&] { stale.close(); }}),
+        std::vector<std::string>(3, strerror(EBADF)));
 
     {
         FileInputStream scoped((scratch / "data").c_str());

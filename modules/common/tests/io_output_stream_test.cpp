@@ -105,9 +105,9 @@ TEST(FileOutputStreamClose, ClosesOwnDescriptorButNeverStandardStreams) {
     EXPECT_EQ(fcntl(fd, F_GETFD), -1);
     out.close();  // harmless
     EXPECT_TRUE(out.isClosed());
-    EXPECT_EQ(ioMessages({[&] { out.write('x'); }, [&] { out.write("x", 1); },
-                          [&] { out.write("x"); }}),
-              std::vector<std::string>(3, kClosed));
+    EXPECT_EQ(
+        ioMessages({[&] { out.write('x'); }, [&] { out.write("x", 1); }, [&] { out.write("x"); }}),
+        std::vector<std::string>(3, kClosed));
     EXPECT_EQ(ioUnit([&] { out.write('x'); }), kHeaderUnit);
     EXPECT_EQ(readText(path), "abc");
 

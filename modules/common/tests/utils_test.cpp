@@ -56,7 +56,10 @@ TEST(UtilsTest, ParseNumberReadsDigitsOfEachBase) {
     EXPECT_EQ(8, Utils::parseNumber("10", 2, 8));
     EXPECT_EQ(1234, Utils::parseNumber("1234567", 4, 10)) << "only `length` bytes count";
     EXPECT_EQ(7, Utils::parseNumber("\0 7", 3, 10)) << "NUL bytes are skipped like blanks";
-    EXPECT_EQ(5, Utils::parseNumber("5\0" "7", 3, 10)) << "a NUL after a digit ends the number";
+    EXPECT_EQ(5, Utils::parseNumber("5\0"
+                                    "7",
+                                    3, 10))
+        << "a NUL after a digit ends the number";
     EXPECT_EQ(1, Utils::parseNumber("1g", 2, 16)) << "a non-hex byte after a digit ends it";
     EXPECT_EQ(7, Utils::parseNumber("7", 1, 2)) << "any other base means decimal";
     EXPECT_EQ(-1, Utils::parseNumber("4294967295", 10, 10)) << "32-bit arithmetic";
