@@ -227,6 +227,13 @@ void checkInsertPosition(int pos, int length) {
     if (pos < 0 || pos > length) ZR_THROW(ArrayIndexException, "Array index out of bounds", UNIT);
 }
 
+// Renders a value exactly as append does, then inserts the text.
+template <class T>
+String& insertRendered(String& s, int pos, T value) {
+    checkInsertPosition(pos, s.length());
+    return s.insert(pos, String().append(value));
+}
+
 }  // namespace
 
 String& String::insert(int pos, const char* s) {
@@ -265,23 +272,19 @@ String& String::insert(int pos, bool b) {
 }
 
 String& String::insert(int pos, int n) {
-    checkInsertPosition(pos, length_);
-    return insert(pos, String().append(n));
+    return insertRendered(*this, pos, n);
 }
 
 String& String::insert(int pos, long n) {
-    checkInsertPosition(pos, length_);
-    return insert(pos, String().append(n));
+    return insertRendered(*this, pos, n);
 }
 
 String& String::insert(int pos, double d) {
-    checkInsertPosition(pos, length_);
-    return insert(pos, String().append(d));
+    return insertRendered(*this, pos, d);
 }
 
 String& String::insert(int pos, float f) {
-    checkInsertPosition(pos, length_);
-    return insert(pos, String().append(f));
+    return insertRendered(*this, pos, f);
 }
 
 // ---------------------------------------------------------------- removing

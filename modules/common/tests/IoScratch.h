@@ -10,9 +10,14 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <functional>
+#include <initializer_list>
 #include <stdexcept>
 #include <string>
 #include <vector>
+
+#include "Exception.h"
+#include "String.h"
 
 // A fresh folder under /tmp, removed with everything in it at the end.
 class ScratchDir {
@@ -34,6 +39,38 @@ class ScratchDir {
     }
     std::string path_;
 };
+
+inline std::string str(const String& s) {
+    return std::string(s.c_str(), s.length());
+}
+
+// The message of the IOException that `call` throws, "<no exception>" if none.
+inline std::string ioMessage(const std::function<void()>& call) {
+    try {
+        call();
+    } catch (const IOException& e) {
+        return str(e.getMessage());
+    }
+    return "<no exception>";
+}
+
+// The unit named in that exception's location (the text before ", line ").
+inline std::string ioUnit(const std::function<void()>& call) {
+    try {
+        call();
+    } catch (const IOException& e) {
+        std::string location = str(e.getLocation());
+        return location.substr(0, location.find(", line "));
+    }
+    return "<no exception>";
+}
+
+// The IOException message of each call, in order.
+inline std::vector<std::string> ioMessages(std::initializer_list<std::function<void()>> calls) {
+    std::vector<std::string> messages;
+    for (const auto& call : calls) messages.push_back(ioMessage(call));
+    return messages;
+}
 
 inline void writeText(const std::string& path, const std::string& text, mode_t mode = 0644) {
     int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, mode);

@@ -4,8 +4,6 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <signal.h>
-#include <stdlib.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -13,21 +11,9 @@
 #include <string>
 
 #include "FileLock.h"
+#include "IoScratch.h"
 
 namespace {
-
-// A scratch folder under /tmp, removed with its files at the end.
-class ScratchDir {
-  public:
-    ScratchDir() {
-        char name[] = "/tmp/zr-filelock-XXXXXX";
-        path = mkdtemp(name) != nullptr ? name : "";
-    }
-    ~ScratchDir() {
-        if (!path.empty()) std::system(("rm -rf '" + path + "'").c_str());
-    }
-    std::string path;
-};
 
 // Waits up to `ms` milliseconds for one byte on `fd`; 0 when none came.
 char readByte(int fd, int ms) {
@@ -86,18 +72,13 @@ void checkChildWaitsUntilRelease(const std::string& lockPath, Release release) {
     close(pipeEnds[0]);
 }
 
-mode_t modeOf(const std::string& path) {
-    struct stat info;
-    return stat(path.c_str(), &info) == 0 ? (info.st_mode & 07777) : 0;
-}
-
 }  // namespace
 
 TEST(FileLockTest, SecondProcessWaitsUntilTheFirstUnlocksOrCloses) {
     ScratchDir dir;
-    ASSERT_FALSE(dir.path.empty());
-    checkChildWaitsUntilRelease(dir.path + "/run.lock", Release::Unlock);
-    checkChildWaitsUntilRelease(dir.path + "/run.lock", Release::Close);
+    for (Release release : {Release::Unlock, Release::Close}) {
+        checkChildWaitsUntilRelease(dir / "run.lock", release);
+    }
 }
 
 TEST(FileLockTest, ClosedLockRefusesEveryOperation) {
@@ -114,7 +95,7 @@ TEST(FileLockTest, ClosedLockRefusesEveryOperation) {
     EXPECT_EQ(-1, unusable.lock());
 
     ScratchDir dir;
-    std::string lockPath = dir.path + "/a.lock";
+    std::string lockPath = dir / "a.lock";
     FileLock lock(lockPath.c_str(), false);
     ASSERT_TRUE(lock.isOpen());
     EXPECT_EQ(0, lock.close());
@@ -125,8 +106,8 @@ TEST(FileLockTest, ClosedLockRefusesEveryOperation) {
 
 TEST(FileLockTest, CreatesPrivateOrSharedFilesAndRemovesThem) {
     ScratchDir dir;
-    std::string privatePath = dir.path + "/private.lock";
-    std::string sharedPath = dir.path + "/shared.lock";
+    std::string privatePath = dir / "private.lock";
+    std::string sharedPath = dir / "shared.lock";
     mode_t oldMask = umask(022);
 
     FileLock lock(privatePath.c_str(), false);
@@ -153,7 +134,7 @@ TEST(FileLockTest, CreatesPrivateOrSharedFilesAndRemovesThem) {
 
 TEST(FileLockTest, PathIsCutAt255Characters) {
     ScratchDir dir;
-    std::string full = dir.path + "/";
+    std::string full = dir.path() + "/";
     full.append(280 - full.size(), 'n');
     ASSERT_EQ(280u, full.size());
     std::string cut = full.substr(0, 255);

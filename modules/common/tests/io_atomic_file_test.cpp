@@ -10,16 +10,10 @@
 #include <string>
 #include <vector>
 
-#include "Exception.h"
 #include "IoScratch.h"
-#include "String.h"
 #include "io/AtomicFile.h"
 
 namespace {
-
-std::string str(const String& s) {
-    return std::string(s.c_str(), s.length());
-}
 
 void replaceText(const std::string& path, const std::string& text) {
     AtomicFile::replace(String(path.c_str()), text.data(), static_cast<int>(text.size()));
@@ -80,17 +74,12 @@ const AtomicFile::SystemCalls& real() {
     return AtomicFile::systemCalls();
 }
 
-int fakeOpenFolder(const char* path) {
-    fault.trace.push_back("openFolder");
-    if (failsAt(OPEN_FOLDER)) return -1;
-    fault.folderFd = real().openFolder(path);
-    return fault.folderFd;
+// Records the call in the trace; true when it is to fail (errno then set).
+bool fails(const char* call, Step step) {
+    fault.trace.push_back(call);
+    return failsAt(step);
 }
-int fakeCreateNew(int folderFd, const char* name, mode_t mode) {
-    fault.trace.push_back("createNew");
-    if (failsAt(CREATE_NEW)) return -1;
-    return real().createNew(folderFd, name, mode);
-}
+
 ssize_t fakeWrite(int fd, const void* bytes, size_t count) {
     fault.trace.push_back("write");
     // The first write gets half of the text through, so that a torn new
@@ -101,51 +90,45 @@ ssize_t fakeWrite(int fd, const void* bytes, size_t count) {
     }
     if (fault.step == KILL_IN_WRITE) _exit(9);
     if (fault.step == WRITE_NOTHING) return 0;
-    if (failsAt(WRITE)) return -1;
-    return real().write(fd, bytes, count);
-}
-int fakeFsync(int fd) {
-    bool folder = fd == fault.folderFd;
-    fault.trace.push_back(folder ? "fsyncFolder" : "fsyncFile");
-    if (failsAt(folder ? FOLDER_FSYNC : FILE_FSYNC)) return -1;
-    return real().fsync(fd);
-}
-int fakeFchown(int fd, uid_t owner, gid_t group) {
-    fault.trace.push_back("fchown");
-    if (failsAt(FCHOWN)) return -1;
-    return real().fchown(fd, owner, group);
-}
-int fakeFchmod(int fd, mode_t mode) {
-    fault.trace.push_back("fchmod");
-    if (failsAt(FCHMOD)) return -1;
-    return real().fchmod(fd, mode);
-}
-int fakeClose(int fd) {
-    bool folder = fd == fault.folderFd;
-    fault.trace.push_back(folder ? "closeFolder" : "closeFile");
-    int result = real().close(fd);
-    if (!folder && failsAt(FILE_CLOSE)) return -1;
-    return result;
-}
-int fakeLink(int folderFd, const char* from, const char* to) {
-    fault.trace.push_back("link");
-    if (failsAt(LINK)) return -1;
-    return real().link(folderFd, from, to);
-}
-int fakeRename(int folderFd, const char* from, const char* to) {
-    fault.trace.push_back("rename");
-    if (fault.step == KILL_BEFORE_RENAME) _exit(9);
-    if (failsAt(RENAME)) return -1;
-    return real().rename(folderFd, from, to);
-}
-int fakeUnlink(int folderFd, const char* name) {
-    fault.trace.push_back("unlink");
-    return real().unlink(folderFd, name);
+    return failsAt(WRITE) ? -1 : real().write(fd, bytes, count);
 }
 
 const AtomicFile::SystemCalls kFaulty = {
-    fakeOpenFolder, fakeCreateNew, fakeWrite, fakeFsync,  fakeFchown,
-    fakeFchmod,     fakeClose,     fakeLink,  fakeRename, fakeUnlink,
+    [](const char* path) {
+        return fails("openFolder", OPEN_FOLDER) ? -1 : (fault.folderFd = real().openFolder(path));
+    },
+    [](int folderFd, const char* name, mode_t mode) {
+        return fails("createNew", CREATE_NEW) ? -1 : real().createNew(folderFd, name, mode);
+    },
+    fakeWrite,
+    [](int fd) {
+        bool folder = fd == fault.folderFd;
+        if (fails(folder ? "fsyncFolder" : "fsyncFile", folder ? FOLDER_FSYNC : FILE_FSYNC)) {
+            return -1;
+        }
+        return real().fsync(fd);
+    },
+    [](int fd, uid_t owner, gid_t group) {
+        return fails("fchown", FCHOWN) ? -1 : real().fchown(fd, owner, group);
+    },
+    [](int fd, mode_t mode) { return fails("fchmod", FCHMOD) ? -1 : real().fchmod(fd, mode); },
+    [](int fd) {
+        bool folder = fd == fault.folderFd;
+        fault.trace.push_back(folder ? "closeFolder" : "closeFile");
+        int result = real().close(fd);
+        return !folder && failsAt(FILE_CLOSE) ? -1 : result;
+    },
+    [](int folderFd, const char* from, const char* to) {
+        return fails("link", LINK) ? -1 : real().link(folderFd, from, to);
+    },
+    [](int folderFd, const char* from, const char* to) {
+        if (fault.step == KILL_BEFORE_RENAME) _exit(9);
+        return fails("rename", RENAME) ? -1 : real().rename(folderFd, from, to);
+    },
+    [](int folderFd, const char* name) {
+        fault.trace.push_back("unlink");
+        return real().unlink(folderFd, name);
+    },
 };
 
 void injectFault(Step step, int error, Step second = NONE) {
@@ -160,7 +143,7 @@ const std::string kNew(5000, 'n');
 
 // ---- Tests ----
 
-TEST(AtomicFileReplace, WritesNewAndReplacesExistingDocuments) {
+TEST(AtomicFileReplace, WritesNewDocumentsAndReplacesKeepingModeAndOwner) {
     ScratchDir scratch;
     std::string doc = scratch / "zr-inventory";
     mode_t oldMask = umask(027);
@@ -168,28 +151,22 @@ TEST(AtomicFileReplace, WritesNewAndReplacesExistingDocuments) {
     umask(oldMask);
     EXPECT_EQ(readText(doc), kOld);  // every byte, NUL included
     EXPECT_EQ(modeOf(doc), 0640u);   // as FileOutputStream would create it
-    replaceText(doc, kNew);
-    EXPECT_EQ(readText(doc), kNew);
-    replaceText(doc, "");
-    EXPECT_EQ(readText(doc), "");
-    EXPECT_EQ(folderNames(scratch.path()), std::vector<std::string>{"zr-inventory"});
 
-    // A relative path is relative to the working directory.
-    WorkingDirectory cwd(scratch.path());
-    replaceText("zr-network", "net");
-    EXPECT_EQ(readText(scratch / "zr-network"), "net");
-}
-
-TEST(AtomicFileReplace, KeepsModeAndOwner) {
-    ScratchDir scratch;
-    std::string doc = scratch / "zr-network";
-    writeText(doc, kOld);
     ASSERT_EQ(chmod(doc.c_str(), 0604), 0);
     bool root = geteuid() == 0;
     if (root) {
         ASSERT_EQ(chown(doc.c_str(), 1234, 5678), 0);
     }
-    replaceText(doc, kNew);
+    // Names like the side files of a replacement are left alone.
+    writeText(scratch / "zr-inventory.new-000000", "junk");
+    injectFault(NONE, 0);
+    EXPECT_EQ(replaceError(doc, kNew, kFaulty), "<no exception>");
+    // The new file is complete on the disk before it takes the name.
+    std::vector<std::string> expected = {"openFolder", "createNew",   "fchown",    "fchmod",
+                                         "write",      "fsyncFile",   "closeFile", "link",
+                                         "rename",     "fsyncFolder", "unlink",    "closeFolder"};
+    EXPECT_EQ(fault.trace, expected);
+    EXPECT_EQ(readText(doc), kNew);
     struct stat info;
     ASSERT_EQ(stat(doc.c_str(), &info), 0);
     EXPECT_EQ(info.st_mode & 07777, 0604u);
@@ -197,21 +174,16 @@ TEST(AtomicFileReplace, KeepsModeAndOwner) {
         EXPECT_EQ(info.st_uid, 1234u);
         EXPECT_EQ(info.st_gid, 5678u);
     }
-    EXPECT_EQ(readText(doc), kNew);
-}
+    replaceText(doc, "");
+    EXPECT_EQ(readText(doc), "");
+    EXPECT_EQ(readText(scratch / "zr-inventory.new-000000"), "junk");
+    EXPECT_EQ(folderNames(scratch.path()),
+              (std::vector<std::string>{"zr-inventory", "zr-inventory.new-000000"}));
 
-TEST(AtomicFileReplace, DoesSyncsAndRenameInSafeOrder) {
-    ScratchDir scratch;
-    std::string doc = scratch / "doc";
-    writeText(doc, kOld);
-    injectFault(NONE, 0);
-    EXPECT_EQ(replaceError(doc, kNew, kFaulty), "<no exception>");
-    std::vector<std::string> expected = {"openFolder", "createNew",   "fchown",    "fchmod",
-                                         "write",      "fsyncFile",   "closeFile", "link",
-                                         "rename",     "fsyncFolder", "unlink",    "closeFolder"};
-    EXPECT_EQ(fault.trace, expected);
-    EXPECT_EQ(readText(doc), kNew);
-    EXPECT_EQ(folderNames(scratch.path()), std::vector<std::string>{"doc"});
+    // A relative path is relative to the working directory.
+    WorkingDirectory cwd(scratch.path());
+    replaceText("zr-network", "net");
+    EXPECT_EQ(readText(scratch / "zr-network"), "net");
 }
 
 struct FailingStep {
@@ -233,7 +205,7 @@ const FailingStep kFailingSteps[] = {
     {FOLDER_FSYNC, EIO, "fsync folder"},
 };
 
-TEST(AtomicFileFailure, EveryFailedStepLeavesOldDocumentAlone) {
+TEST(AtomicFileFailure, EveryFailedStepLeavesOldDocumentOrNothing) {
     for (const FailingStep& failing : kFailingSteps) {
         SCOPED_TRACE(failing.name);
         ScratchDir scratch;
@@ -254,19 +226,14 @@ TEST(AtomicFileFailure, EveryFailedStepLeavesOldDocumentAlone) {
         // Nothing is stuck: the next write goes through.
         replaceText(doc, kNew);
         EXPECT_EQ(readText(doc), kNew);
-    }
-}
 
-TEST(AtomicFileFailure, FailedNewDocumentLeavesNothing) {
-    for (const FailingStep& failing : kFailingSteps) {
-        // A new document has no owner or mode to copy.
+        // A new document that fails leaves no file (it has no owner or mode
+        // to copy).
         if (failing.step == FCHOWN || failing.step == FCHMOD) continue;
-        SCOPED_TRACE(failing.name);
-        ScratchDir scratch;
-        std::string doc = scratch / "zr-partial-files";
+        std::string fresh = scratch / "zr-partial-files";
         injectFault(failing.step, failing.error);
-        EXPECT_EQ(replaceError(doc, kNew, kFaulty), doc + ": " + strerror(failing.error));
-        EXPECT_EQ(folderNames(scratch.path()), std::vector<std::string>{});
+        EXPECT_EQ(replaceError(fresh, kNew, kFaulty), fresh + ": " + strerror(failing.error));
+        EXPECT_EQ(folderNames(scratch.path()), std::vector<std::string>{"zr-inventory"});
     }
 }
 
@@ -320,19 +287,6 @@ TEST(AtomicFileFailure, KilledRunLeavesOldDocumentAndNamedLeftover) {
         EXPECT_EQ(readText(doc), kNew);
         EXPECT_EQ(folderNames(scratch.path()), names);
     }
-}
-
-TEST(AtomicFileLeftovers, SimilarNamesAreNotTouched) {
-    ScratchDir scratch;
-    std::string doc = scratch / "zr-inventory";
-    writeText(doc, kOld);
-    writeText(scratch / "zr-inventory.new-000000", "junk");
-    writeText(scratch / "zr-inventory.x1y2z3", "other");
-    replaceText(doc, kNew);
-    EXPECT_EQ(readText(doc), kNew);
-    EXPECT_EQ(readText(scratch / "zr-inventory.new-000000"), "junk");
-    EXPECT_EQ(readText(scratch / "zr-inventory.x1y2z3"), "other");
-    EXPECT_EQ(folderNames(scratch.path()).size(), 3u);
 }
 
 TEST(AtomicFileLinks, TargetIsReplacedAndLinkStays) {
@@ -411,12 +365,13 @@ class TmpfsMount {
     int error_;
 };
 
-TEST(AtomicFileRealFailure, FullDiskKeepsOldDocument) {
+TEST(AtomicFileRealFailure, FullDiskAndReadOnlyMountKeepOldDocument) {
     ScratchDir scratch;
     TmpfsMount disk(scratch / "disk", "size=64k,mode=0755");
     if (!disk.mounted()) GTEST_SKIP() << "cannot mount a tmpfs here: " << disk.why();
     std::string doc = scratch / "disk/zr-inventory";
     std::string old(10000, 'o');
+    std::string large(20000, 'n');
     replaceText(doc, old);
 
     int filler = open((scratch / "disk/filler").c_str(), O_WRONLY | O_CREAT, 0600);
@@ -425,26 +380,18 @@ TEST(AtomicFileRealFailure, FullDiskKeepsOldDocument) {
     for (int i = 0; i < 1000 && write(filler, block.data(), block.size()) > 0; i++) {
     }
     close(filler);
-
-    EXPECT_EQ(replaceError(doc, std::string(20000, 'n')), doc + ": " + strerror(ENOSPC));
+    EXPECT_EQ(replaceError(doc, large), doc + ": " + strerror(ENOSPC));
     EXPECT_EQ(readText(doc), old);
     EXPECT_EQ(folderNames(scratch / "disk"), (std::vector<std::string>{"filler", "zr-inventory"}));
 
     ASSERT_EQ(unlink((scratch / "disk/filler").c_str()), 0);
-    replaceText(doc, std::string(20000, 'n'));
-    EXPECT_EQ(readText(doc), std::string(20000, 'n'));
-}
+    replaceText(doc, large);
+    EXPECT_EQ(readText(doc), large);
 
-TEST(AtomicFileRealFailure, ReadOnlyFileSystemKeepsOldDocument) {
-    ScratchDir scratch;
-    TmpfsMount disk(scratch / "disk", "size=64k,mode=0755");
-    if (!disk.mounted()) GTEST_SKIP() << "cannot mount a tmpfs here: " << disk.why();
-    std::string doc = scratch / "disk/zr-network";
-    replaceText(doc, kOld);
     ASSERT_TRUE(disk.remountReadOnly()) << strerror(errno);
     EXPECT_EQ(replaceError(doc, kNew), doc + ": " + strerror(EROFS));
-    EXPECT_EQ(readText(doc), kOld);
-    EXPECT_EQ(folderNames(scratch / "disk"), std::vector<std::string>{"zr-network"});
+    EXPECT_EQ(readText(doc), large);
+    EXPECT_EQ(folderNames(scratch / "disk"), std::vector<std::string>{"zr-inventory"});
 }
 
 }  // namespace

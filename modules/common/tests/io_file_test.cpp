@@ -6,21 +6,11 @@
 
 #include <string>
 
-#include "Exception.h"
 #include "IoScratch.h"
-#include "String.h"
 #include "Vector.h"
 #include "io/File.h"
 
 namespace {
-
-std::string str(const String& s) {
-    return std::string(s.c_str(), s.length());
-}
-
-std::string canonical(const char* path) {
-    return str(File(path).getCanonicalPath());
-}
 
 std::vector<std::string> sortedList(const File& dir) {
     Vector<String> names;
@@ -31,72 +21,55 @@ std::vector<std::string> sortedList(const File& dir) {
     return out;
 }
 
-TEST(FilePathText, JoinsParentAndName) {
+TEST(FilePathText, JoinsSplitsAndCanonicalises) {
     EXPECT_EQ(str(File("", "x").getPath()), "x");
     EXPECT_EQ(str(File("/tmp/", "x").getPath()), "/tmp/x");
     EXPECT_EQ(str(File("/tmp", "x").getPath()), "/tmp/x");
     EXPECT_EQ(str(File("a//b").getPath()), "a//b");  // kept as given
-    EXPECT_EQ(str(File::getSeparator()), "/");
-    EXPECT_EQ(str(File::getTempDirectory()), "/tmp");
-}
 
-TEST(FilePathText, ParentNameAndAbsoluteness) {
-    EXPECT_EQ(str(File("/").getParent()), "");
-    EXPECT_EQ(str(File("/a").getParent()), "/");
-    EXPECT_EQ(str(File("a").getParent()), "");
-    EXPECT_EQ(str(File("a/b").getParent()), "a");
-    EXPECT_EQ(str(File("/a/b").getParent()), "/a");
-    EXPECT_EQ(str(File("a/").getParent()), "a");
-
+    const char* const parents[][2] = {{"/", ""},    {"/a", "/"},    {"a", ""},
+                                      {"a/b", "a"}, {"/a/b", "/a"}, {"a/", "a"}};
+    for (const auto& p : parents) EXPECT_EQ(str(File(p[0]).getParent()), p[1]) << p[0];
+    const char* const folders[][2] = {{"/a", "/"}, {"a", "."}, {"a/b", "a"}, {"/a/b/c", "/a/b"}};
+    for (const auto& f : folders) EXPECT_EQ(str(File::folderOf(f[0])), f[1]) << f[0];
     EXPECT_EQ(str(File("/a/b.txt").getName()), "b.txt");
     EXPECT_EQ(str(File("b").getName()), "b");
     EXPECT_THROW(File("dir/").getName(), ArrayIndexException);
-
     EXPECT_TRUE(File("/x").isAbsolute());
     EXPECT_FALSE(File("x/y").isAbsolute());
     EXPECT_FALSE(File("").isAbsolute());
-
     EXPECT_EQ(File("abc").compareTo(String("abc")), 0);
     EXPECT_LT(File("abc").compareTo(String("abd")), 0);
     EXPECT_GT(File("abd").compareTo(String("abc")), 0);
-}
 
-TEST(FilePathText, AbsolutePathUsesWorkingDirectory) {
+    // A path ending in "/." or "/.." keeps a trailing separator; names that
+    // merely contain dots are names.
+    const char* const canonical[][2] = {{"/a/./b//c/../d", "/a/b/d"},
+                                        {"/../x", "/x"},
+                                        {"/a/../../x", "/x"},
+                                        {"//a///b", "/a/b"},
+                                        {"/a/b/c/../../d", "/a/d"},
+                                        {"/a/b/../", "/a/"},
+                                        {"/a/b/..", "/a/"},
+                                        {"/a/b/.", "/a/b/"},
+                                        {"/a/..", "/"},
+                                        {"/..", "/"},
+                                        {"/.", "/"},
+                                        {"/", "/"},
+                                        {"/a/..b/.c/d.", "/a/..b/.c/d."},
+                                        {"/a/.../b", "/a/.../b"}};
+    for (const auto& c : canonical) EXPECT_EQ(str(File(c[0]).getCanonicalPath()), c[1]) << c[0];
+
+    // Relative paths start at the working directory.
     ScratchDir scratch;
     WorkingDirectory cwd(scratch.path());
     EXPECT_EQ(str(File("/abs/x").getAbsolutePath()), "/abs/x");
     EXPECT_EQ(str(File("rel/x").getAbsolutePath()), scratch / "rel/x");
+    EXPECT_EQ(str(File("x/../y").getCanonicalPath()), scratch / "y");
+    std::string parent = scratch.path().substr(0, scratch.path().rfind('/'));
+    EXPECT_EQ(str(File("../q").getCanonicalPath()), parent + "/q");
     WorkingDirectory root("/");
     EXPECT_EQ(str(File("etc").getAbsolutePath()), "/etc");
-}
-
-TEST(FileCanonicalPath, RemovesDotSegmentsAndDoubledSeparators) {
-    EXPECT_EQ(canonical("/a/./b//c/../d"), "/a/b/d");
-    EXPECT_EQ(canonical("/../x"), "/x");
-    EXPECT_EQ(canonical("/a/../../x"), "/x");
-    EXPECT_EQ(canonical("//a///b"), "/a/b");
-    EXPECT_EQ(canonical("/a/./././b"), "/a/b");
-    EXPECT_EQ(canonical("/a/b/c/../../d"), "/a/d");
-    EXPECT_EQ(canonical("/a/b/../"), "/a/");
-    // A path ending in "/." or "/.." keeps a trailing separator.
-    EXPECT_EQ(canonical("/a/b/.."), "/a/");
-    EXPECT_EQ(canonical("/a/b/."), "/a/b/");
-    EXPECT_EQ(canonical("/a/.."), "/");
-    EXPECT_EQ(canonical("/.."), "/");
-    EXPECT_EQ(canonical("/."), "/");
-    EXPECT_EQ(canonical("/"), "/");
-    // Names that merely contain dots are names.
-    EXPECT_EQ(canonical("/a/..b/.c/d."), "/a/..b/.c/d.");
-    EXPECT_EQ(canonical("/a/.../b"), "/a/.../b");
-}
-
-TEST(FileCanonicalPath, RelativePathsStartAtWorkingDirectory) {
-    ScratchDir scratch;
-    WorkingDirectory cwd(scratch.path());
-    EXPECT_EQ(canonical("x/../y"), scratch / "y");
-    EXPECT_EQ(canonical("./z"), scratch / "z");
-    std::string parent = scratch.path().substr(0, scratch.path().rfind('/'));
-    EXPECT_EQ(canonical("../q"), parent + "/q");
 }
 
 TEST(FileQueries, AnswerFromTheFileSystem) {
@@ -106,35 +79,34 @@ TEST(FileQueries, AnswerFromTheFileSystem) {
     mkdir((scratch / "dir").c_str(), 0755);
     symlink((scratch / "dir").c_str(), (scratch / "dirlink").c_str());
 
-    File empty(String((scratch / "empty").c_str()));
-    File five(String((scratch / "five").c_str()));
-    File dir(String((scratch / "dir").c_str()));
-    File missing(String((scratch / "missing").c_str()));
-
-    EXPECT_TRUE(empty.exists());
-    EXPECT_TRUE(empty.isFile());
-    EXPECT_FALSE(empty.isDirectory());
-    EXPECT_TRUE(empty.canRead());
-    EXPECT_TRUE(empty.canWrite());
-    EXPECT_EQ(empty.length(), 0);
-    EXPECT_EQ(five.length(), 5);
-
-    EXPECT_TRUE(dir.isDirectory());
-    EXPECT_FALSE(dir.isFile());
-    EXPECT_EQ(dir.length(), -1);
-    EXPECT_TRUE(File(String((scratch / "dirlink").c_str())).isDirectory());
-
+    // exists, isFile, isDirectory, canRead, canWrite, length, for each kind.
+    struct Case {
+        const char* name;
+        bool exists, isFile, isDirectory, canRead, canWrite;
+        long length;
+    } cases[] = {
+        {"empty", true, true, false, true, true, 0},
+        {"five", true, true, false, true, true, 5},
+        {"dir", true, false, true, true, true, -1},
+        {"dirlink", true, false, true, true, true, -1},
+        {"missing", false, false, false, false, false, -1},
+        {"five/x", false, false, false, false, false, -1},  // under a regular file
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        File file((scratch / c.name).c_str());
+        EXPECT_EQ(file.exists(), c.exists);
+        EXPECT_EQ(file.isFile(), c.isFile);
+        EXPECT_EQ(file.isDirectory(), c.isDirectory);
+        EXPECT_EQ(file.canRead(), c.canRead);
+        EXPECT_EQ(file.canWrite(), c.canWrite);
+        EXPECT_EQ(file.length(), c.length);
+    }
     long t = 42;
-    EXPECT_FALSE(missing.exists());
-    EXPECT_FALSE(missing.isFile());
-    EXPECT_FALSE(missing.isDirectory());
-    EXPECT_FALSE(missing.canRead());
+    File missing((scratch / "missing").c_str());
     EXPECT_FALSE(missing.isReadOnly());
-    EXPECT_EQ(missing.length(), -1);
     EXPECT_FALSE(missing.lastModified(t));
     EXPECT_EQ(t, 42);
-    // A path under a regular file cannot be examined either.
-    EXPECT_FALSE(File(String((scratch / "five/x").c_str())).exists());
 }
 
 TEST(FileQueries, TimesAndReadOnly) {
@@ -160,8 +132,8 @@ TEST(FileQueries, TimesAndReadOnly) {
     EXPECT_EQ(modeOf(path), 0444u);
     EXPECT_TRUE(file.isReadOnly());
 
-    EXPECT_FALSE(File(String((scratch / "none").c_str())).setLastModified(1));
-    EXPECT_FALSE(File(String((scratch / "none").c_str())).setReadOnly());
+    EXPECT_FALSE(File((scratch / "none").c_str()).setLastModified(1));
+    EXPECT_FALSE(File((scratch / "none").c_str()).setReadOnly());
 }
 
 TEST(FileQueries, SameFileComparesTheOpenDescriptor) {
@@ -176,10 +148,10 @@ TEST(FileQueries, SameFileComparesTheOpenDescriptor) {
     ASSERT_EQ(rename(path.c_str(), (scratch / "log.1").c_str()), 0);
     writeText(path, "b");
     EXPECT_FALSE(file.isSameFile(fd));
-    EXPECT_TRUE(File(String((scratch / "log.1").c_str())).isSameFile(fd));
+    EXPECT_TRUE(File((scratch / "log.1").c_str()).isSameFile(fd));
     close(fd);
     EXPECT_FALSE(file.isSameFile(fd));
-    EXPECT_FALSE(File(String((scratch / "none").c_str())).isSameFile(0));
+    EXPECT_FALSE(File((scratch / "none").c_str()).isSameFile(0));
 }
 
 TEST(FileListing, AppendsEntriesWithoutDots) {
@@ -199,8 +171,8 @@ TEST(FileListing, AppendsEntriesWithoutDots) {
     EXPECT_EQ(str(names.elementAt(0)), "kept");
 
     Vector<String> none;
-    File(String((scratch / "b").c_str())).list(none);
-    File(String((scratch / "missing").c_str())).list(none);
+    File((scratch / "b").c_str()).list(none);
+    File((scratch / "missing").c_str()).list(none);
     EXPECT_EQ(none.size(), 0);
 }
 
@@ -228,8 +200,8 @@ TEST(FileChanges, CreateMakeDirectoriesAndRename) {
         EXPECT_TRUE(File("a/b/c").mkdirs());     // already there
         EXPECT_FALSE(File("new/sub").mkdirs());  // under a regular file
     }
-    EXPECT_TRUE(File(String((scratch / "x/y/z").c_str())).mkdirs());
-    EXPECT_TRUE(File(String((scratch / "x/y/z").c_str())).isDirectory());
+    EXPECT_TRUE(File((scratch / "x/y/z").c_str()).mkdirs());
+    EXPECT_TRUE(File((scratch / "x/y/z").c_str()).isDirectory());
 
     File moving(String(path.c_str()));
     EXPECT_TRUE(moving.renameTo(String((scratch / "moved").c_str())));
@@ -249,36 +221,36 @@ TEST(FileChanges, DeleteFilesDirectoriesAndTrees) {
     mkdir((scratch / "full").c_str(), 0700);
     writeText(scratch / "full/x", "x");
 
-    EXPECT_TRUE(File(String((scratch / "f").c_str())).deleteFile());
-    EXPECT_FALSE(File(String((scratch / "f").c_str())).exists());
-    EXPECT_TRUE(File(String((scratch / "empty").c_str())).deleteFile());
-    EXPECT_FALSE(File(String((scratch / "full").c_str())).deleteFile());
-    EXPECT_TRUE(File(String((scratch / "full/x").c_str())).exists());
-    EXPECT_FALSE(File(String((scratch / "missing").c_str())).deleteFile());
+    EXPECT_TRUE(File((scratch / "f").c_str()).deleteFile());
+    EXPECT_FALSE(File((scratch / "f").c_str()).exists());
+    EXPECT_TRUE(File((scratch / "empty").c_str()).deleteFile());
+    EXPECT_FALSE(File((scratch / "full").c_str()).deleteFile());
+    EXPECT_TRUE(File((scratch / "full/x").c_str()).exists());
+    EXPECT_FALSE(File((scratch / "missing").c_str()).deleteFile());
 
     // A tree with a link to a folder outside it: the link goes, the folder
     // it points to and its contents stay.
     ScratchDir outside;
     writeText(outside / "precious", "p");
     std::string tree = scratch / "tree";
-    ASSERT_TRUE(File(String((tree + "/a/b/c").c_str())).mkdirs());
+    ASSERT_TRUE(File((tree + "/a/b/c").c_str()).mkdirs());
     writeText(tree + "/a/one", "1");
     writeText(tree + "/a/b/two", "2");
     writeText(tree + "/a/b/c/three", "3");
     symlink(outside.path().c_str(), (tree + "/a/out").c_str());
     symlink("/nonexistent/target", (tree + "/dangling").c_str());
 
-    EXPECT_TRUE(File(String(tree.c_str())).deleteRecursive());
-    EXPECT_FALSE(File(String(tree.c_str())).exists());
+    EXPECT_TRUE(File(tree.c_str()).deleteRecursive());
+    EXPECT_FALSE(File(tree.c_str()).exists());
     EXPECT_EQ(readText(outside / "precious"), "p");
 
-    EXPECT_TRUE(File(String((scratch / "full").c_str())).deleteRecursive());
-    EXPECT_FALSE(File(String((scratch / "full").c_str())).exists());
-    EXPECT_FALSE(File(String((scratch / "missing").c_str())).deleteRecursive());
+    EXPECT_TRUE(File((scratch / "full").c_str()).deleteRecursive());
+    EXPECT_FALSE(File((scratch / "full").c_str()).exists());
+    EXPECT_FALSE(File((scratch / "missing").c_str()).deleteRecursive());
 
     // A link to a directory is removed itself by deleteFile.
     symlink(outside.path().c_str(), (scratch / "link").c_str());
-    EXPECT_TRUE(File(String((scratch / "link").c_str())).deleteFile());
+    EXPECT_TRUE(File((scratch / "link").c_str()).deleteFile());
     EXPECT_EQ(readText(outside / "precious"), "p");
 }
 

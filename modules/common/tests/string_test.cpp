@@ -76,7 +76,10 @@ TEST(StringTest, ConstructionAndCopies) {
     String& self = c;
     c = self;
     EXPECT_STREQ("jello", c.c_str());
-    EXPECT_STREQ("jello", c.toString().c_str());
+
+    String key("key");
+    EXPECT_STREQ("key=value", (key + "=" + String("value")).c_str());
+    EXPECT_STREQ("key", key.c_str());
 }
 
 TEST(StringTest, AppendRendersValuesAndChains) {
@@ -135,24 +138,16 @@ TEST(StringTest, InsertChecksPositionFirst) {
 }
 
 TEST(StringTest, DeleteReplaceAndRangeRules) {
-    String s("abcdef");
-    s.deleteChars(2, 2);
-    EXPECT_STREQ("abcdef", s.c_str());
-    s.deleteChars(1, 3);
-    EXPECT_STREQ("adef", s.c_str());
-    s.deleteChars(2, 4);
-    EXPECT_STREQ("ad", s.c_str());
+    // The ranges of deleteChars and replace are checked against a model in
+    // RandomEditsAgreeWithAModel; here the forms it does not reach.
+    String s("abcd");
     s.deleteCharAt(0);
-    EXPECT_STREQ("d", s.c_str());
-    expectIndexErrorLeavesUnchanged("abc", [](String& x) { x.deleteChars(3, 3); });
-    expectIndexErrorLeavesUnchanged("abc", [](String& x) { x.deleteChars(2, 1); });
+    EXPECT_STREQ("bcd", s.c_str());
     expectIndexErrorLeavesUnchanged("abc", [](String& x) { x.deleteChars(0, 4); });
     expectIndexErrorLeavesUnchanged("abc", [](String& x) { x.deleteCharAt(3); });
     expectIndexErrorLeavesUnchanged("", [](String& x) { x.deleteChars(0, 0); });
 
-    String r("hello world");
-    r.replace(0, 5, "goodbye");
-    EXPECT_STREQ("goodbye world", r.c_str());
+    String r("goodbye world");
     r.replace(8, 13, String("all"));
     EXPECT_STREQ("goodbye all", r.c_str());
     r.replace(4, 11, r.c_str() + 8);  // source inside the string
@@ -162,20 +157,14 @@ TEST(StringTest, DeleteReplaceAndRangeRules) {
     r.replace('l', 'L');
     EXPECT_STREQ("aLL", r.c_str());
     expectIndexErrorLeavesUnchanged("abc", [](String& x) { x.replace(1, 1, "x"); });
-    expectIndexErrorLeavesUnchanged("abc", [](String& x) { x.replace(3, 3, "x"); });
-    expectIndexErrorLeavesUnchanged("abc", [](String& x) { x.replace(1, 4, "x"); });
 }
 
 TEST(StringTest, SubstringCharAccessAndSetLength) {
     String s("abcd");
-    EXPECT_STREQ("", s.substring(2, 2).c_str());
-    EXPECT_STREQ("bc", s.substring(1, 3).c_str());
     EXPECT_STREQ("cd", s.substring(2).c_str());
-    EXPECT_STREQ("abcd", s.substring(0, 4).c_str());
     EXPECT_THROW(s.substring(4), ArrayIndexException);
     EXPECT_THROW(s.substring(-1), ArrayIndexException);
-    EXPECT_THROW(s.substring(4, 4), ArrayIndexException);
-    EXPECT_THROW(s.substring(3, 2), ArrayIndexException);
+    EXPECT_THROW(s.substring(4, 4), ArrayIndexException);  // the start must be a character
     EXPECT_THROW(String().substring(0, 0), ArrayIndexException);
 
     EXPECT_EQ('d', s.charAt(3));
@@ -307,19 +296,9 @@ TEST(StringTest, IndexErrorsCarryTheStringUnit) {
         FAIL() << "no exception";
     } catch (const Exception& e) {
         EXPECT_STREQ("Array index out of bounds", e.getMessage().c_str());
-        EXPECT_STREQ("String", e.getFile().c_str());
+        EXPECT_STREQ("String", e.getFile().c_str());  // the location text is Exception's
         EXPECT_GT(e.getLine(), 0);
-        String expected("String, line ");
-        expected.append(e.getLine());
-        EXPECT_EQ(expected, e.getLocation());
     }
-}
-
-TEST(StringTest, ConcatenationBuildsANewString) {
-    String a("key");
-    String b = a + "=" + String("value");
-    EXPECT_STREQ("key=value", b.c_str());
-    EXPECT_STREQ("key", a.c_str());
 }
 
 // Random edits applied both to a String and to a std::string model; after

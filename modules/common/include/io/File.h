@@ -26,6 +26,9 @@ class File : public ZRObject {
     String getName() const;
     // "a/b" -> "a", "/a" -> "/", "/" -> "", "a" -> "".
     String getParent() const;
+    // The folder to open for working on path's entry: the text before the
+    // last "/", "/" for "/a", "." for a bare name ("a").
+    static String folderOf(const String& path);
     bool isAbsolute() const;
     // The path, prefixed with the working directory when relative.
     String getAbsolutePath() const;

@@ -18,6 +18,7 @@
 
 #include "Exception.h"
 #include "SystemError.h"
+#include "io/File.h"
 
 namespace {
 const char* const kUnit = "io/AtomicFile";
@@ -56,13 +57,6 @@ const AtomicFile::SystemCalls kRealCalls = {
     ::fchmod,       ::close,       realLink, realRename, realUnlink,
 };
 
-String folderOf(const String& path) {
-    int slash = path.lastIndexOf('/');
-    if (slash < 0) return String(".");
-    if (slash == 0) return String("/");
-    return path.substring(0, slash);
-}
-
 // The file that really holds the document: symbolic links are followed, so
 // that the link stays and its target is replaced.
 String resolveLinks(const String& path) {
@@ -81,7 +75,7 @@ String resolveLinks(const String& path) {
         if (target[0] == '/') {
             current = String(target);
         } else {
-            String next = folderOf(current);
+            String next = File::folderOf(current);
             next.append('/').append(target);
             current = next;
         }
@@ -169,7 +163,7 @@ void AtomicFile::replace(const String& path, const char* data, int length,
     Replacement work(calls);
     // A link into a missing folder fails here, with the error an open for
     // writing would give.
-    work.folderFd = calls.openFolder(folderOf(target).c_str());
+    work.folderFd = calls.openFolder(File::folderOf(target).c_str());
     if (work.folderFd < 0) fail(path, errno);
 
     // While it is written the new file is private (0600) when it will take

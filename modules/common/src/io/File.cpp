@@ -118,6 +118,13 @@ String File::getParent() const {
     return path.substring(0, slash);
 }
 
+String File::folderOf(const String& path) {
+    int slash = path.lastIndexOf('/');
+    if (slash < 0) return String(".");
+    if (slash == 0) return String("/");
+    return path.substring(0, slash);
+}
+
 bool File::isAbsolute() const {
     return path.startsWith("/");
 }

@@ -21,14 +21,7 @@ bool isStreamLike(mode_t mode) {
 }
 }  // namespace
 
-// Close-on-exec, so that started programs do not inherit the descriptor.
-FileInputStream::FileInputStream(const char* path) : fd(::open(path, O_RDONLY | O_CLOEXEC)) {
-    if (fd < 0) {
-        int error = errno;
-        closed = true;
-        ZR_THROW(IOException, pathErrorText(path, error).c_str(), kUnit);
-    }
-}
+FileInputStream::FileInputStream(const char* path) : fd(openPath(path, O_RDONLY, 0, kUnit)) {}
 
 FileInputStream::FileInputStream(int fd) : fd(fd) {}
 

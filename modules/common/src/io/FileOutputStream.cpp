@@ -34,16 +34,8 @@ int writeError(ssize_t written) {
 }
 }  // namespace
 
-// Close-on-exec: the install scripts and unpackers this process starts must
-// not inherit its documents and logs.
 FileOutputStream::FileOutputStream(const char* path, int mode)
-    : fd(::open(path, openFlags(mode) | O_CLOEXEC, CREATE_PERMISSIONS)) {
-    if (fd < 0) {
-        int error = errno;
-        closed = true;
-        ZR_THROW(IOException, pathErrorText(path, error).c_str(), kUnit);
-    }
-}
+    : fd(openPath(path, openFlags(mode), CREATE_PERMISSIONS, kUnit)) {}
 
 FileOutputStream::FileOutputStream(int fd) : fd(fd) {}
 
