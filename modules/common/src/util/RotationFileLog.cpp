@@ -16,14 +16,6 @@ String baseName(const String& path) {
     return path.substring(slash + 1);
 }
 
-// The directory part of `path`, "." when it names none.
-String directoryOf(const String& path) {
-    int slash = path.lastIndexOf('/');
-    if (slash < 0) return String(".");
-    if (slash == 0) return String("/");
-    return path.substring(0, slash);
-}
-
 bool isDigits(const String& text) {
     if (text.isEmpty()) return false;
     for (int i = 0; i < text.length(); ++i) {
@@ -200,7 +192,7 @@ void RotationFileLog::reset() {
     LockHolder writing(writeLock);
     LockHolder rotating(rotateLock);
     closeStream();
-    String directory = directoryOf(fileName);
+    String directory = File::folderOf(fileName);
     String base = baseName(fileName);
     String copyPrefix(base);
     copyPrefix.append('.');
