@@ -426,6 +426,14 @@ TEST_F(LogTest, ResetRemovesTheLogAndItsCopiesOnly) {
     EXPECT_EQ(readFile(copy(1)), "");
     plain.log(String("new"));
     EXPECT_EQ(messages(copy(1)), Lines{"new"});
+
+    // A log named by a folder path has no copies to remove: hidden files of
+    // that folder stay.
+    const std::string hidden = scratch.file(".hidden");
+    writeFile(hidden, "keep\n");
+    RotationFileLog onFolder((scratch.path() + "/").c_str());
+    onFolder.reset();
+    EXPECT_TRUE(fileExists(hidden));
 }
 
 TEST_F(LogTest, TrimDeletesCopiesBeyondWhatIsKept) {

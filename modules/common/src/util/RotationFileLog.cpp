@@ -194,6 +194,9 @@ void RotationFileLog::reset() {
     closeStream();
     String directory = File::folderOf(fileName);
     String base = baseName(fileName);
+    // A log named by a folder path ("/var/log/") has no file name part; the
+    // prefix would then be "." and match every hidden file of the folder.
+    if (base.isEmpty()) return;
     String copyPrefix(base);
     copyPrefix.append('.');
     Vector<String> names;
