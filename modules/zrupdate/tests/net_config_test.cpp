@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 
 #include "Exception.h"
 #include "StoreTestSupport.h"
@@ -22,18 +23,33 @@ std::string network(const std::string& attributes, const std::string& rest = "")
            ">\n<Server host=\"a.example\"/>\n</ServerList>\n" + rest + "</ZRNetClientSettings>\n";
 }
 
+std::string hosts(const Vector<ZRServer>& servers) {
+    std::string out;
+    for (int i = 0; i < servers.size(); ++i) out += std::string(" ") + servers[i].host.c_str();
+    return out;
+}
+
+// Every field of the settings in one line, to compare a whole record at once.
+std::string summary(const NetSettings& s) {
+    return std::string(s.type.c_str()) + " proxy " + s.isUsingProxy.c_str() + " " +
+           s.proxyserver.c_str() + ":" + std::to_string(s.proxyport) + " " +
+           s.proxyuser.c_str() + "/" + s.proxypass.c_str() + " user " + s.user.c_str() + "/" +
+           s.password.c_str() + " timeout " + std::to_string(s.timeout) + " mac " +
+           s.mac.c_str() + " servers" + hosts(s.servers) + " saved" + hosts(s.savedServers);
+}
+
 class NetConfigTest : public ::testing::Test {
 protected:
     ScratchDir dir;
     std::string file = dir.file("zr-network");
 
-    NetSettings read(const std::string& text) {
+    std::string read(const std::string& text) {
         writeFile(file, text);
         ZRNetConfig config;
         NetSettings settings;
         EXPECT_TRUE(config.load(file.c_str()));
         EXPECT_TRUE(config.getSettings(settings));
-        return settings;
+        return summary(settings);
     }
 };
 
@@ -64,43 +80,37 @@ TEST_F(NetConfigTest, LoadContractAndUnloadedObject) {
     writeFile(file, xmlDecl() + "<ZRNetClientSettings/>\n");
     ASSERT_TRUE(config.load(file.c_str()));
     EXPECT_FALSE(config.getSettings(settings));
-    settings.servers.add(ZRServer(String("h")));
     EXPECT_FALSE(config.setSettings(settings));
     EXPECT_EQ(xmlDecl() + "<ZRNetClientSettings/>\n", readFile(file));
 }
 
-TEST_F(NetConfigTest, ProxyText) {
-    NetSettings s = read(network(" proxy=\"10.0.0.1\""));
-    EXPECT_STREQ("10.0.0.1", s.proxyserver.c_str());
-    EXPECT_EQ(0, s.proxyport);
-    s = read(network(" proxy=\"10.0.0.1:8080\""));
-    EXPECT_STREQ("10.0.0.1", s.proxyserver.c_str());
-    EXPECT_EQ(8080, s.proxyport);
-    s = read(network(" proxy=\"10.0.0.1:x\""));
-    EXPECT_STREQ("10.0.0.1:x", s.proxyserver.c_str());
-    EXPECT_EQ(0, s.proxyport);
-    s = read(network(" proxy=\"\""));
-    EXPECT_STREQ("", s.proxyserver.c_str());
-    EXPECT_EQ(0, s.proxyport);
-}
+TEST_F(NetConfigTest, ReadsEveryFieldWithItsDefaultsAndOddValues) {
+    const std::pair<std::string, std::string> cases[] = {
+        {"", "https proxy 0 :0 / user / timeout 0 mac  servers a.example saved"},
+        {" TYPE=\"http\" isusingproxy=\"1\" timeout=\"abc\" Mac=\"00:11:22\"",
+         "http proxy 1 :0 / user / timeout 0 mac 00:11:22 servers a.example saved"},
+        {" timeout=\"45\" proxy=\"10.0.0.1\"",
+         "https proxy 0 10.0.0.1:0 / user / timeout 45 mac  servers a.example saved"},
+        {" proxy=\"10.0.0.1:8080\"",
+         "https proxy 0 10.0.0.1:8080 / user / timeout 0 mac  servers a.example saved"},
+        {" proxy=\"10.0.0.1:x\"",
+         "https proxy 0 10.0.0.1:x:0 / user / timeout 0 mac  servers a.example saved"},
+        // Credentials are "user:password" in Base64; without a colon nothing is set.
+        {" proxyuser=\"" + encoded("alice") + "\" user=\"" + encoded(":pw") + "\"",
+         "https proxy 0 :0 / user / timeout 0 mac  servers a.example saved"},
+        {" proxyuser=\"" + encoded("bob:se:cret") + "\" user=\"" + encoded("carol:") + "\"",
+         "https proxy 0 :0 bob/se:cret user carol/ timeout 0 mac  servers a.example saved"},
+        {" proxyuser=\"%%%\" user=\"abc\"",
+         "https proxy 0 :0 / user / timeout 0 mac  servers a.example saved"},
+    };
+    for (const auto& c : cases) EXPECT_EQ(c.second, read(network(c.first))) << c.first;
 
-TEST_F(NetConfigTest, DefaultsAndOddValues) {
-    NetSettings s = read(network(""));
-    EXPECT_STREQ("https", s.type.c_str());
-    EXPECT_STREQ("0", s.isUsingProxy.c_str());
-    EXPECT_EQ(0, s.timeout);
-    ASSERT_EQ(1, s.servers.size());
-    EXPECT_STREQ("a.example", s.servers.elementAt(0).host.c_str());
-    EXPECT_EQ(0, s.savedServers.size());
-
-    s = read(network(" TYPE=\"http\" isusingproxy=\"1\" timeout=\"abc\" Mac=\"00:11:22\""));
-    EXPECT_STREQ("http", s.type.c_str());
-    EXPECT_STREQ("1", s.isUsingProxy.c_str());
-    EXPECT_EQ(0, s.timeout);
-    EXPECT_STREQ("00:11:22", s.mac.c_str());
-
-    s = read(network(" timeout=\"45\""));
-    EXPECT_EQ(45, s.timeout);
+    // Hosts come from any child with a host attribute, in order.
+    EXPECT_EQ("https proxy 0 :0 / user / timeout 0 mac  servers one two saved old",
+              read(xmlDecl() +
+                   "<ZRNetClientSettings>\n<ServerList>\n<Server host=\"one\"/>\n<Server/>\n"
+                   "<Mirror HOST=\"two\"/>\n</ServerList>\n<OriginalServerList>\n"
+                   "<Server host=\"old\"/>\n</OriginalServerList>\n</ZRNetClientSettings>\n"));
 
     // An empty mac attribute leaves the caller's value alone.
     writeFile(file, network(" mac=\"\""));
@@ -110,40 +120,6 @@ TEST_F(NetConfigTest, DefaultsAndOddValues) {
     kept.mac = "keep";
     ASSERT_TRUE(config.getSettings(kept));
     EXPECT_STREQ("keep", kept.mac.c_str());
-}
-
-TEST_F(NetConfigTest, Credentials) {
-    NetSettings s =
-        read(network(" proxyuser=\"" + encoded("alice") + "\" user=\"" + encoded(":pw") + "\""));
-    EXPECT_STREQ("", s.proxyuser.c_str());
-    EXPECT_STREQ("", s.proxypass.c_str());
-    EXPECT_STREQ("", s.user.c_str());
-    EXPECT_STREQ("", s.password.c_str());
-
-    s = read(network(" proxyuser=\"" + encoded("bob:se:cret") + "\" user=\"" + encoded("carol:") +
-                     "\""));
-    EXPECT_STREQ("bob", s.proxyuser.c_str());
-    EXPECT_STREQ("se:cret", s.proxypass.c_str());
-    EXPECT_STREQ("carol", s.user.c_str());
-    EXPECT_STREQ("", s.password.c_str());
-
-    // Text that is not Base64 sets nothing and does not crash.
-    s = read(network(" proxyuser=\"%%%\" user=\"abc\""));
-    EXPECT_STREQ("", s.proxyuser.c_str());
-    EXPECT_STREQ("", s.user.c_str());
-}
-
-TEST_F(NetConfigTest, ServerLists) {
-    NetSettings s =
-        read(xmlDecl() +
-             "<ZRNetClientSettings>\n<ServerList>\n<Server host=\"one\"/>\n<Server/>\n"
-             "<Mirror HOST=\"two\"/>\n</ServerList>\n<OriginalServerList>\n<Server host=\"old\"/>\n"
-             "</OriginalServerList>\n</ZRNetClientSettings>\n");
-    ASSERT_EQ(2, s.servers.size());
-    EXPECT_STREQ("one", s.servers.elementAt(0).host.c_str());
-    EXPECT_STREQ("two", s.servers.elementAt(1).host.c_str());
-    ASSERT_EQ(1, s.savedServers.size());
-    EXPECT_STREQ("old", s.savedServers.elementAt(0).host.c_str());
 }
 
 TEST_F(NetConfigTest, WritesTheExactTextAndReadsItBack) {
@@ -180,17 +156,9 @@ TEST_F(NetConfigTest, WritesTheExactTextAndReadsItBack) {
 
     NetSettings out;
     ASSERT_TRUE(config.getSettings(out));
-    EXPECT_STREQ("https", out.type.c_str());
-    EXPECT_STREQ("proxy.local", out.proxyserver.c_str());
-    EXPECT_EQ(3128, out.proxyport);
-    EXPECT_STREQ("bob", out.proxyuser.c_str());
-    EXPECT_STREQ("secret", out.proxypass.c_str());
-    EXPECT_STREQ("web", out.user.c_str());
-    EXPECT_STREQ("pw", out.password.c_str());
-    EXPECT_EQ(30, out.timeout);
-    ASSERT_EQ(2, out.servers.size());
-    EXPECT_STREQ("s2.example:8443", out.servers.elementAt(1).host.c_str());
-    EXPECT_EQ(0, out.savedServers.size());
+    EXPECT_EQ("https proxy 1 proxy.local:3128 bob/secret user web/pw timeout 30 "
+              "mac 00:16:3e:00:00:01 servers s1.example s2.example:8443 saved",
+              summary(out));
 
     // Writing again replaces both lists rather than adding to them; empty
     // fields take their written defaults.
@@ -294,14 +262,9 @@ TEST_F(NetConfigTest, DefaultDocument) {
               readFile(file));
     EXPECT_EQ(readFile(file), defaultNetworkText().c_str());
 
-    ZRNetConfig config;
-    ASSERT_TRUE(config.load(file.c_str()));
-    NetSettings s;
-    ASSERT_TRUE(config.getSettings(s));
-    EXPECT_EQ(180, s.timeout);
-    EXPECT_STREQ("https", s.type.c_str());
-    ASSERT_EQ(1, s.servers.size());
-    EXPECT_STREQ(ZRNetConfig::DEFAULT_SERVER_HOST, s.servers.elementAt(0).host.c_str());
+    EXPECT_EQ(std::string("https proxy 0 :0 / user / timeout 180 mac  servers ") +
+                  ZRNetConfig::DEFAULT_SERVER_HOST + " saved",
+              read(readFile(file)));
 
     EXPECT_EQ(-1, createDefaultNetwork(""));
     EXPECT_EQ(-1, createDefaultNetwork(dir.file("no/folder/zr-network").c_str()));
