@@ -23,21 +23,6 @@ std::string network(const std::string& attributes, const std::string& rest = "")
            ">\n<Server host=\"a.example\"/>\n</ServerList>\n" + rest + "</ZRNetClientSettings>\n";
 }
 
-std::string hosts(const Vector<ZRServer>& servers) {
-    std::string out;
-    for (int i = 0; i < servers.size(); ++i) out += std::string(" ") + servers[i].host.c_str();
-    return out;
-}
-
-// Every field of the settings in one line, to compare a whole record at once.
-std::string summary(const NetSettings& s) {
-    return std::string(s.type.c_str()) + " proxy " + s.isUsingProxy.c_str() + " " +
-           s.proxyserver.c_str() + ":" + std::to_string(s.proxyport) + " " +
-           s.proxyuser.c_str() + "/" + s.proxypass.c_str() + " user " + s.user.c_str() + "/" +
-           s.password.c_str() + " timeout " + std::to_string(s.timeout) + " mac " +
-           s.mac.c_str() + " servers" + hosts(s.servers) + " saved" + hosts(s.savedServers);
-}
-
 class NetConfigTest : public ::testing::Test {
 protected:
     ScratchDir dir;
