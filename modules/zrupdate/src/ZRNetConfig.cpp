@@ -102,7 +102,7 @@ bool hasNode(XMLTree& tree, const char* path) {
 
 }  // namespace
 
-ZRNetConfig::ZRNetConfig() : loaded(false) {}
+ZRNetConfig::ZRNetConfig() : document("network settings") {}
 
 ZRNetConfig::~ZRNetConfig() {}
 
@@ -112,35 +112,23 @@ ZRNetConfig& ZRNetConfig::instance() {
 }
 
 bool ZRNetConfig::load(const char* file) {
-    if (file == nullptr || *file == '\0') return false;
-    path = file;
-    loaded = false;
-    loaded = ZRStoreFile::read(doc, path);
-    return loaded;
+    return document.load(file);
 }
 
 bool ZRNetConfig::isValid() const {
-    return loaded;
+    return document.isValid();
 }
 
 const String& ZRNetConfig::getPath() const {
-    return path;
+    return document.getPath();
 }
 
 XMLTree* ZRNetConfig::tree() {
-    return loaded ? doc.getTree() : nullptr;
+    return document.tree();
 }
 
 bool ZRNetConfig::reload() {
-    loaded = false;
-    try {
-        loaded = ZRStoreFile::read(doc, path);
-    } catch (IOException& e) {
-        String message("ZRUpdate: reload network settings failed: ");
-        message.append(e.getMessage());
-        ZRStoreFile::logDebug(message);
-    }
-    return loaded;
+    return document.reload();
 }
 
 bool ZRNetConfig::getSettings(NetSettings& out) {
@@ -277,13 +265,7 @@ bool ZRNetConfig::setServerVerify(const ServerVerify& in) {
 }
 
 bool ZRNetConfig::save() {
-    XMLTree* t = tree();
-    if (t == nullptr) return false;
-    bool written = ZRStoreFile::write(*t, path, String(SAVE_FAILED));
-    // Read back in both cases: after a failed write memory returns to what
-    // the file still holds.
-    bool reloaded = reload();
-    return written && reloaded;
+    return document.save();
 }
 
 String defaultNetworkText() {

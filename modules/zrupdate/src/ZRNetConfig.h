@@ -4,7 +4,7 @@
 #include "String.h"
 #include "ZRObject.h"
 #include "ZRServer.h"
-#include "ZRUpdateParser.h"
+#include "ZRStoreDocument.h"
 
 // The network settings of the updater, kept as an XML document
 // ("conf/zr-network", or "conf/zr-module-network" in module mode): the
@@ -60,9 +60,7 @@ private:
     XMLTree* tree();
     bool reload();
 
-    String path;
-    ZRUpdateParser doc;
-    bool loaded;
+    ZRStoreDocument document;
 };
 
 // The default network document in text form: root ZRNetClientSettings, a

@@ -16,10 +16,10 @@ using ZRStoreXml::setPlatform;
 using ZRStoreXml::writeProduct;
 
 ZRUpdateStore::ZRUpdateStore()
-    : loaded(false), standardInventory(ZRStoreFile::homeFile(ZRStateFiles::INVENTORY)) {}
+    : standardInventory(ZRStoreFile::homeFile(ZRStateFiles::INVENTORY)) {}
 
 ZRUpdateStore::ZRUpdateStore(const String& standardInventory)
-    : loaded(false), standardInventory(standardInventory) {}
+    : standardInventory(standardInventory) {}
 
 ZRUpdateStore::~ZRUpdateStore() {}
 
@@ -29,47 +29,27 @@ ZRUpdateStore& ZRUpdateStore::instance() {
 }
 
 bool ZRUpdateStore::load(const char* file) {
-    if (file == nullptr || *file == '\0') return false;
-    path = file;
-    // Unloaded first: a file that cannot be opened must not leave the
-    // previous document in place under the new name.
-    loaded = false;
-    loaded = ZRStoreFile::read(doc, path);
-    return loaded;
+    return document.load(file);
 }
 
 bool ZRUpdateStore::isValid() const {
-    return loaded;
+    return document.isValid();
 }
 
 const String& ZRUpdateStore::getPath() const {
-    return path;
+    return document.getPath();
 }
 
 XMLTree* ZRUpdateStore::tree() {
-    return loaded ? doc.getTree() : nullptr;
+    return document.tree();
 }
 
 bool ZRUpdateStore::reload() {
-    loaded = false;
-    try {
-        loaded = ZRStoreFile::read(doc, path);
-    } catch (IOException& e) {
-        String message("ZRUpdate: reload ");
-        message.append(path).append(" failed: ").append(e.getMessage());
-        ZRStoreFile::logDebug(message);
-    }
-    return loaded;
+    return document.reload();
 }
 
 bool ZRUpdateStore::save() {
-    XMLTree* t = tree();
-    if (t == nullptr) return false;
-    bool written = ZRStoreFile::write(*t, path, ZRStoreFile::failurePrefix(path));
-    // Read the file back in both cases: after a failed write this drops the
-    // change from memory again, so memory keeps mirroring the file.
-    bool reloaded = reload();
-    return written && reloaded;
+    return document.save();
 }
 
 // The inventory element is either the top element of the document or the
@@ -103,7 +83,7 @@ bool ZRUpdateStore::readProducts(Vector<ZRProduct>& out, Vector<int>* positions)
         // A hand-edited number that does not parse makes the list unreadable
         // rather than ending the process.
         String message("ZRUpdate: bad product record in ");
-        message.append(path).append(": ").append(e.getMessage());
+        message.append(document.getPath()).append(": ").append(e.getMessage());
         ZRStoreFile::logDebug(message);
         return false;
     }

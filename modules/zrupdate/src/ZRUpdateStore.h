@@ -6,7 +6,7 @@
 #include "ZRObject.h"
 #include "ZRPartialFileInfo.h"
 #include "ZRProduct.h"
-#include "ZRUpdateParser.h"
+#include "ZRStoreDocument.h"
 
 // Names of the state files, relative to the home directory; the full path
 // is ZRPaths::HOME + "/" + name (ZRStoreFile::homeFile).
@@ -107,9 +107,7 @@ private:
     bool removeProductElement(long id);
     bool removePartialElement(long productID);
 
-    String path;
-    ZRUpdateParser doc;
-    bool loaded;
+    ZRStoreDocument document;
     String standardInventory;
 };
 
