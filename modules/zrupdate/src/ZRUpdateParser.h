@@ -64,6 +64,10 @@ class ZRUpdateParser : public ZRObject {
     int getPackageList(Vector<ZRPackageInfo>& out, bool rootIsList) const;
 
   private:
+    // Drops the previous document and makes a new parser; false when none
+    // can be made.
+    bool freshParser();
+
     XMLParser* parser;
     bool loaded;
 };
