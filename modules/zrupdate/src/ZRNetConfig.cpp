@@ -289,10 +289,7 @@ String defaultNetworkText() {
 }
 
 int createDefaultNetwork(const char* path) {
-    if (path == nullptr || *path == '\0') return -1;
-    String text = defaultNetworkText();
-    if (text.isEmpty()) return -1;
-    return ZRStoreFile::writeText(text, String(path), String(SAVE_FAILED)) ? 0 : -1;
+    return ZRStoreFile::createDocument(path, defaultNetworkText, SAVE_FAILED);
 }
 
 int createDefaultNetwork() {
