@@ -151,6 +151,13 @@ bool ZRUpdateStore::removeProduct(long id) {
     return removeProductElement(id) && save();
 }
 
+bool ZRUpdateStore::putProduct(const ZRProduct& p) {
+    bool removed = removeProductElement(p.info.id);
+    if (appendProduct(p)) return save();
+    if (removed) reload();
+    return false;
+}
+
 bool ZRUpdateStore::replaceProduct(long id, const ZRProduct& p) {
     try {
         if (!load(standardInventory.c_str())) return false;

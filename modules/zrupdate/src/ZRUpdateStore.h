@@ -70,6 +70,9 @@ public:
     // False, changing nothing, when a product with that id exists already.
     bool addProduct(const ZRProduct& p);
     bool removeProduct(long id);
+    // Adds `p`, first taking out a product with the same id, in one save: a
+    // write that fails leaves the old record in place rather than neither.
+    bool putProduct(const ZRProduct& p);
     // Reloads the standard inventory, keeps the registration data (parent,
     // serial number, language code, OEM) of an existing product of that id,
     // removes it and adds the new record at the end of the list.

@@ -213,6 +213,13 @@ TEST_F(InventoryStoreTest, AddWritesTheExactTextAndRefusesDuplicateIds) {
     EXPECT_NE(std::string::npos,
               readFile(file).find("<ExtVersionInfo version=\"R2\" status=\"rc\" desc=\"x\"/>\n"
                                   "</InstalledProduct>\n</Products>\n"));
+
+    // Putting an existing id replaces the whole record and moves it to the end.
+    ASSERT_TRUE(store.putProduct(product(7, "Again", ZRVersionInfo(String("8.0")))));
+    const std::string all = listed(store);
+    EXPECT_EQ(all.substr(0, 8), "4; 1000 ");
+    EXPECT_EQ(all.substr(all.rfind("; ") + 2), "7 Again|Orvanta Again|/opt/Orvanta/Again|||| n 8.0.0.0");
+    EXPECT_TRUE(store.putProduct(product(44, "New", ZRVersionInfo(String("1.0")))));
 }
 
 TEST_F(InventoryStoreTest, ValuesWithMarkupCharactersSurviveTheRoundTrip) {
