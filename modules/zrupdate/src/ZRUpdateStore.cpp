@@ -67,19 +67,20 @@ bool ZRUpdateStore::readProducts(Vector<ZRProduct>& out, Vector<int>* positions)
     if (t == nullptr) return false;
     std::unique_ptr<XMLNode> products(t->getNode(inventoryPath("Products"), -1));
     if (!products) return false;
-    // Collected aside so that a record that does not parse leaves `out`
-    // untouched.
-    Vector<ZRProduct> found;
+    // Appended straight to `out` (no copies of a large list); a record that
+    // does not parse takes back what was appended, leaving `out` untouched.
+    const int before = out.size();
     Vector<int> where;
     try {
         int count = products->getChildCount();
         for (int i = 0; i < count; i++) {
             std::unique_ptr<XMLNode> child(products->getChild(i));
             if (!child || !child->getName().equals("InstalledProduct")) continue;
-            found.add(readProduct(*child));
+            out.add(readProduct(*child));
             where.add(i);
         }
     } catch (Exception& e) {
+        while (out.size() > before) out.removeAt(out.size() - 1);
         // A hand-edited number that does not parse makes the list unreadable
         // rather than ending the process.
         String message("ZRUpdate: bad product record in ");
@@ -87,16 +88,14 @@ bool ZRUpdateStore::readProducts(Vector<ZRProduct>& out, Vector<int>* positions)
         ZRStoreFile::logDebug(message);
         return false;
     }
-    for (int i = 0; i < found.size(); i++) out.add(found.elementAt(i));
     if (positions != nullptr) *positions = where;
     return true;
 }
 
 int ZRUpdateStore::getProducts(Vector<ZRProduct>& out) {
-    Vector<ZRProduct> found;
-    if (!readProducts(found, nullptr)) return -1;
-    for (int i = 0; i < found.size(); i++) out.add(found.elementAt(i));
-    return found.size();
+    const int before = out.size();
+    if (!readProducts(out, nullptr)) return -1;
+    return out.size() - before;
 }
 
 bool ZRUpdateStore::findProduct(long id, ZRProduct& out) {
