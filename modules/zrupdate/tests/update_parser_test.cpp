@@ -26,7 +26,7 @@ const char* const FULL_PACKAGE =
     "</PackageInfo>";
 
 std::string answer(const std::string& body) {
-    return std::string(DECLARATION) + "<ZRUpdateResponse>" + body + "</ZRUpdateResponse>";
+    return DECLARATION + "<ZRUpdateResponse>" + body + "</ZRUpdateResponse>";
 }
 
 bool parse(ZRUpdateParser& parser, const std::string& text) {
@@ -139,20 +139,37 @@ TEST(UpdateParserServers, ChildrenWithAHostBecomeServersInOrder) {
     EXPECT_EQ(parser.getServerList(servers), -1);
 }
 
+// Read from a file longer than one read chunk, and from a state file whose
+// root is the list itself.
 TEST(UpdateParserPackages, ReadsEveryFieldOfAnAnswerPackage) {
+    ScratchDir dir;
+    std::string body = "<Result code=\"201\"/><PackageInfoList>";
+    for (int i = 0; i < 12; ++i) body += FULL_PACKAGE;  // about 5 KB
+    writeFile(dir.file("answer.xml"), answer(body + "</PackageInfoList>"));
     ZRUpdateParser parser;
-    ASSERT_TRUE(parse(parser, answer(std::string("<Result code=\"201\"/><PackageInfoList>") +
-                                     FULL_PACKAGE + FULL_PACKAGE + "</PackageInfoList>")));
+    FileInputStream in(dir.file("answer.xml").c_str());
+    EXPECT_TRUE(parser.parse(in));
+    in.close();
     Vector<ZRPackageInfo> packages;
-    ASSERT_EQ(parser.getPackageList(packages, false), 2);
+    ASSERT_EQ(parser.getPackageList(packages, false), 12);
     EXPECT_EQ(summary(packages[0]), FULL_SUMMARY);
-    EXPECT_EQ(summary(packages[1]), FULL_SUMMARY);
+    EXPECT_EQ(summary(packages[11]), FULL_SUMMARY);
+    EXPECT_EQ(parser.getResultCode(), 201);
+
+    ASSERT_TRUE(parse(parser, DECLARATION + "<PackageInfoList>" + FULL_PACKAGE +
+                                  "</PackageInfoList>"));
+    ASSERT_EQ(parser.getPackageList(packages, true), 1);
+    EXPECT_EQ(summary(packages[0]), FULL_SUMMARY);
+    // "/PackageInfoList" names the root itself here.
+    ASSERT_EQ(parser.getPackageList(packages, false), 1);
 
     // Without the list element there is no list at all; an empty one is 0.
     ASSERT_TRUE(parse(parser, answer("<Result code=\"201\"/>")));
     EXPECT_EQ(parser.getPackageList(packages, false), -1);
     EXPECT_EQ(packages.size(), 0);
-    ASSERT_TRUE(parse(parser, answer("<Result code=\"201\"/><PackageInfoList/>")));
+    ASSERT_TRUE(parse(parser, DECLARATION + "<PackageInfoList/>"));
+    EXPECT_EQ(parser.getPackageList(packages, true), 0);
+    ASSERT_TRUE(parse(parser, answer("<PackageInfoList/>")));
     EXPECT_EQ(parser.getPackageList(packages, false), 0);
 }
 
@@ -227,42 +244,11 @@ TEST(UpdateParserPackages, ABadNumberThrows) {
     EXPECT_THROW(parser.getPackageList(packages, false), Exception);
 }
 
-TEST(UpdateParserPackages, AStateFileWhoseRootIsTheListIsReadEitherWay) {
-    ZRUpdateParser parser;
-    Vector<ZRPackageInfo> packages;
-    ASSERT_TRUE(parse(parser, std::string(DECLARATION) + "<PackageInfoList>" + FULL_PACKAGE +
-                                  "</PackageInfoList>"));
-    ASSERT_EQ(parser.getPackageList(packages, true), 1);
-    EXPECT_EQ(summary(packages[0]), FULL_SUMMARY);
-    // "/PackageInfoList" names the root itself here.
-    ASSERT_EQ(parser.getPackageList(packages, false), 1);
-    EXPECT_EQ(summary(packages[0]), FULL_SUMMARY);
-
-    // The empty default delay-package document holds no packages.
-    ASSERT_TRUE(parse(parser, std::string(DECLARATION) + "<PackageInfoList/>"));
-    EXPECT_EQ(parser.getPackageList(packages, true), 0);
-}
-
-TEST(UpdateParserPackages, ParsesFromAStreamLongerThanOneReadChunk) {
-    ScratchDir dir;
-    std::string body = "<Result code=\"201\"/><PackageInfoList>";
-    for (int i = 0; i < 12; ++i) body += FULL_PACKAGE;  // about 5 KB
-    writeFile(dir.file("answer.xml"), answer(body + "</PackageInfoList>"));
-    ZRUpdateParser parser;
-    FileInputStream in(dir.file("answer.xml").c_str());
-    EXPECT_TRUE(parser.parse(in));
-    in.close();
-    Vector<ZRPackageInfo> packages;
-    ASSERT_EQ(parser.getPackageList(packages, false), 12);
-    EXPECT_EQ(summary(packages[11]), FULL_SUMMARY);
-    EXPECT_EQ(parser.getResultCode(), 201);
-}
-
 // The package list file as the installer reads it, byte for byte, and read
 // back again.
 TEST(WritePackageList, WritesTheElementsAndAttributesInTheirFixedOrder) {
     ZRUpdateParser parser;
-    ASSERT_TRUE(parse(parser, std::string(DECLARATION) + "<PackageInfoList>" + FULL_PACKAGE +
+    ASSERT_TRUE(parse(parser, DECLARATION + "<PackageInfoList>" + FULL_PACKAGE +
                                   "</PackageInfoList>"));
     Vector<ZRPackageInfo> packages;
     ASSERT_EQ(parser.getPackageList(packages, true), 1);
