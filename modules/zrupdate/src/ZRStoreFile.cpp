@@ -39,8 +39,8 @@ int createDocument(const char* path, String (*makeText)(), const char* failurePr
     if (path == nullptr || *path == '\0') return -1;
     String text = makeText();
     if (text.isEmpty()) return -1;
-    String prefix = failurePrefix != nullptr ? String(failurePrefix)
-                                             : ZRStoreFile::failurePrefix(String(path));
+    String prefix =
+        failurePrefix != nullptr ? String(failurePrefix) : ZRStoreFile::failurePrefix(String(path));
     return writeText(text, String(path), prefix) ? 0 : -1;
 }
 

@@ -65,10 +65,10 @@ inline std::string hosts(const Vector<ZRServer>& servers) {
 // Every field of the network settings in one line, to compare a whole record at once.
 inline std::string summary(const NetSettings& s) {
     return std::string(s.type.c_str()) + " proxy " + s.isUsingProxy.c_str() + " " +
-           s.proxyserver.c_str() + ":" + std::to_string(s.proxyport) + " " +
-           s.proxyuser.c_str() + "/" + s.proxypass.c_str() + " user " + s.user.c_str() + "/" +
-           s.password.c_str() + " timeout " + std::to_string(s.timeout) + " mac " +
-           s.mac.c_str() + " servers" + hosts(s.servers) + " saved" + hosts(s.savedServers);
+           s.proxyserver.c_str() + ":" + std::to_string(s.proxyport) + " " + s.proxyuser.c_str() +
+           "/" + s.proxypass.c_str() + " user " + s.user.c_str() + "/" + s.password.c_str() +
+           " timeout " + std::to_string(s.timeout) + " mac " + s.mac.c_str() + " servers" +
+           hosts(s.servers) + " saved" + hosts(s.savedServers);
 }
 
 #endif

@@ -247,7 +247,8 @@ TEST(CheckOptions, NetworkOptionsFillThePendingSettings) {
     // --keeporiginal 1 keeps the stored saved list (left empty here); untouched
     // fields keep their fresh values.
     ASSERT_TRUE(check({"-S", "--server", "h1", "--keeporiginal", "1"}).ok);
-    EXPECT_EQ(summary(PendingNetSettings()), " proxy  :0 / user / timeout -1 mac  servers h1 saved");
+    EXPECT_EQ(summary(PendingNetSettings()),
+              " proxy  :0 / user / timeout -1 mac  servers h1 saved");
     ASSERT_TRUE(check({"-S", "--server", "h1", "--keeporiginal", "2", "--mac", ""}).ok);
     EXPECT_EQ(summary(PendingNetSettings()),
               " proxy  :0 / user / timeout -1 mac  servers h1 saved h1");

@@ -141,9 +141,10 @@ TEST_F(NetConfigTest, WritesTheExactTextAndReadsItBack) {
 
     NetSettings out;
     ASSERT_TRUE(config.getSettings(out));
-    EXPECT_EQ("https proxy 1 proxy.local:3128 bob/secret user web/pw timeout 30 "
-              "mac 00:16:3e:00:00:01 servers s1.example s2.example:8443 saved",
-              summary(out));
+    EXPECT_EQ(
+        "https proxy 1 proxy.local:3128 bob/secret user web/pw timeout 30 "
+        "mac 00:16:3e:00:00:01 servers s1.example s2.example:8443 saved",
+        summary(out));
 
     // Writing again replaces both lists rather than adding to them; empty
     // fields take their written defaults.

@@ -31,8 +31,8 @@ std::string listed(ZRUpdateStore& store) {
     for (int i = 0; i < entries.size(); ++i) {
         const ZRPartialFileInfo& e = entries[i];
         out += std::string(" ") + std::to_string(e.productID) + " " + e.url.c_str() + " " +
-               e.path.c_str() + " " + std::to_string(e.size) + " " +
-               std::to_string(e.actualSize) + ";";
+               e.path.c_str() + " " + std::to_string(e.size) + " " + std::to_string(e.actualSize) +
+               ";";
     }
     return out;
 }

@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+
 #include <string>
 
 #include "Exception.h"
@@ -156,8 +157,8 @@ TEST(UpdateParserPackages, ReadsEveryFieldOfAnAnswerPackage) {
     EXPECT_EQ(summary(packages[11]), FULL_SUMMARY);
     EXPECT_EQ(parser.getResultCode(), 201);
 
-    ASSERT_TRUE(parse(parser, DECLARATION + "<PackageInfoList>" + FULL_PACKAGE +
-                                  "</PackageInfoList>"));
+    ASSERT_TRUE(
+        parse(parser, DECLARATION + "<PackageInfoList>" + FULL_PACKAGE + "</PackageInfoList>"));
     ASSERT_EQ(parser.getPackageList(packages, true), 1);
     EXPECT_EQ(summary(packages[0]), FULL_SUMMARY);
     // "/PackageInfoList" names the root itself here.
@@ -248,8 +249,8 @@ TEST(UpdateParserPackages, ABadNumberThrows) {
 // back again.
 TEST(WritePackageList, WritesTheElementsAndAttributesInTheirFixedOrder) {
     ZRUpdateParser parser;
-    ASSERT_TRUE(parse(parser, DECLARATION + "<PackageInfoList>" + FULL_PACKAGE +
-                                  "</PackageInfoList>"));
+    ASSERT_TRUE(
+        parse(parser, DECLARATION + "<PackageInfoList>" + FULL_PACKAGE + "</PackageInfoList>"));
     Vector<ZRPackageInfo> packages;
     ASSERT_EQ(parser.getPackageList(packages, true), 1);
     ZRPackageInfo odd;  // text that needs escaping and an unknown id
@@ -290,7 +291,8 @@ TEST(WritePackageList, WritesTheElementsAndAttributesInTheirFixedOrder) {
     Vector<ZRPackageInfo> back;
     ASSERT_EQ(again.getPackageList(back, true), 2);
     std::string withoutFour = FULL_SUMMARY;
-    EXPECT_EQ(summary(back[0]), withoutFour.replace(withoutFour.find("SN-1|1,2|en|acme"), 16, "|||"));
+    EXPECT_EQ(summary(back[0]),
+              withoutFour.replace(withoutFour.find("SN-1|1,2|en|acme"), 16, "|||"));
     EXPECT_EQ(summary(back[1]), summary(odd));
 
     StringOutputStream none;

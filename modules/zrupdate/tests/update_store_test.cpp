@@ -122,12 +122,14 @@ TEST_F(InventoryStoreTest, ReadsProductsWithBothVersionForms) {
     products.add(product(1, "Already", ZRVersionInfo()));
     ASSERT_EQ(2, store.getProducts(products));
     ASSERT_EQ(3, products.size());  // appended after what was there
-    EXPECT_EQ("1000 Updater|Orvanta Updater|/opt/Orvanta/ZRUpdate|||| n "
-              "1.0.0.0,beta,beta released on 2003/12/31",
-              summary(products[1]));
-    EXPECT_EQ("7 Scanner|Orvanta Scanner|/opt/Orvanta/Scanner|SN-7|1000|en|acme t "
-              "7.1 build 12,field release",
-              summary(products[2]));
+    EXPECT_EQ(
+        "1000 Updater|Orvanta Updater|/opt/Orvanta/ZRUpdate|||| n "
+        "1.0.0.0,beta,beta released on 2003/12/31",
+        summary(products[1]));
+    EXPECT_EQ(
+        "7 Scanner|Orvanta Scanner|/opt/Orvanta/Scanner|SN-7|1000|en|acme t "
+        "7.1 build 12,field release",
+        summary(products[2]));
     EXPECT_EQ(0, products[2].version.major + products[2].version.buildNum);
 
     ZRProduct found;
@@ -166,11 +168,11 @@ TEST_F(InventoryStoreTest, InventoryAsTopElementWithChildrenInAnyOrder) {
 
 TEST_F(InventoryStoreTest, AMissingListOrABadNumberMakesTheListUnreadable) {
     const std::string cases[] = {
-        xmlDecl() + "<ZRUpdateClientSettings>\n<Inventory>\n</Inventory>\n"
-                    "</ZRUpdateClientSettings>\n",
-        inventory(UPDATER_ELEMENT +
-                  "<InstalledProduct>\n<ProductInfo id=\"7x\" name=\"Bad\"/>\n"
-                  "</InstalledProduct>\n")};
+        xmlDecl() +
+            "<ZRUpdateClientSettings>\n<Inventory>\n</Inventory>\n"
+            "</ZRUpdateClientSettings>\n",
+        inventory(UPDATER_ELEMENT + "<InstalledProduct>\n<ProductInfo id=\"7x\" name=\"Bad\"/>\n"
+                                    "</InstalledProduct>\n")};
     ZRUpdateStore store(String(file.c_str()));
     for (const std::string& text : cases) {
         loadSample(store, text);
@@ -222,7 +224,8 @@ TEST_F(InventoryStoreTest, AddWritesTheExactTextAndRefusesDuplicateIds) {
     ASSERT_TRUE(store.putProduct(product(7, "Again", ZRVersionInfo(String("8.0")))));
     const std::string all = listed(store);
     EXPECT_EQ(all.substr(0, 8), "4; 1000 ");
-    EXPECT_EQ(all.substr(all.rfind("; ") + 2), "7 Again|Orvanta Again|/opt/Orvanta/Again|||| n 8.0.0.0");
+    EXPECT_EQ(all.substr(all.rfind("; ") + 2),
+              "7 Again|Orvanta Again|/opt/Orvanta/Again|||| n 8.0.0.0");
     EXPECT_TRUE(store.putProduct(product(44, "New", ZRVersionInfo(String("1.0")))));
 }
 
@@ -305,10 +308,11 @@ TEST_F(InventoryStoreTest, ReplaceKeepsRegistrationDataAndMovesTheProductToTheEn
     ASSERT_TRUE(store.replaceProduct(7, scanner));
     // A product not yet in the inventory is simply added.
     ASSERT_TRUE(store.replaceProduct(8, product(8, "New", ZRVersionInfo(String("1.0")))));
-    EXPECT_EQ("3; 1000 Updater|Orvanta Updater|/opt/Orvanta/ZRUpdate|||| n 1.2.0.3; "
-              "7 Scanner|Orvanta Scanner|/opt/Orvanta/Scanner|SN-7|1000|en|acme n 7.2.0.0; "
-              "8 New|Orvanta New|/opt/Orvanta/New|||| n 1.0.0.0",
-              listed(store));
+    EXPECT_EQ(
+        "3; 1000 Updater|Orvanta Updater|/opt/Orvanta/ZRUpdate|||| n 1.2.0.3; "
+        "7 Scanner|Orvanta Scanner|/opt/Orvanta/Scanner|SN-7|1000|en|acme n 7.2.0.0; "
+        "8 New|Orvanta New|/opt/Orvanta/New|||| n 1.0.0.0",
+        listed(store));
 
     // Without a standard inventory nothing can be replaced.
     ZRUpdateStore orphan(String(dir.file("absent").c_str()));

@@ -81,9 +81,14 @@ TEST(ZRVersionInfo, ConstructorsAndTextForm) {
 }
 
 TEST(ParseDecimal, AcceptsSignsAndBlanksAndRefusesTheRest) {
-    const std::pair<const char*, long> good[] = {
-        {"42", 42}, {"  42 ", 42}, {"-1", -1}, {"+7", 7}, {"", 0}, {"   ", 0},
-        {"9223372036854775807", LONG_MAX}, {"-9223372036854775808", LONG_MIN}};
+    const std::pair<const char*, long> good[] = {{"42", 42},
+                                                 {"  42 ", 42},
+                                                 {"-1", -1},
+                                                 {"+7", 7},
+                                                 {"", 0},
+                                                 {"   ", 0},
+                                                 {"9223372036854775807", LONG_MAX},
+                                                 {"-9223372036854775808", LONG_MIN}};
     for (const auto& g : good) EXPECT_EQ(parseDecimal(g.first), g.second) << g.first;
     for (const char* text : {"-", "4x", "x4", "1 2", "0x10", "9223372036854775808",
                              "-9223372036854775809", "99999999999999999999999"}) {
