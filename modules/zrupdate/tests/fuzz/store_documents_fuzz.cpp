@@ -39,6 +39,13 @@ void writeBytes(const std::string& path, const uint8_t* data, size_t size) {
     writeFile(path, std::string(reinterpret_cast<const char*>(data), size));
 }
 
+// Writes the fuzzed bytes as the scratch document and loads it into `store`.
+template <typename Store>
+bool loadBytes(Store& store, const uint8_t* data, size_t size) {
+    writeBytes(scratchFile(), data, size);
+    return store.load(scratchFile());
+}
+
 // Makes a change: a success leaves a document that loads again, a refusal
 // leaves the file untouched. Returns whether the change was made.
 template <typename Change>
@@ -55,10 +62,8 @@ bool checkChange(Change change) {
 }
 
 void exerciseInventory(const uint8_t* data, size_t size) {
-    const std::string file = scratchFile();
-    writeBytes(file, data, size);
-    ZRUpdateStore store{String(file.c_str())};
-    if (!store.load(file.c_str())) return;
+    ZRUpdateStore store{String(scratchFile())};
+    if (!loadBytes(store, data, size)) return;
     Vector<ZRProduct> products;
     store.getProducts(products);
     PlatformRecord platform;
@@ -77,10 +82,8 @@ void exerciseInventory(const uint8_t* data, size_t size) {
 }
 
 void exercisePartialFiles(const uint8_t* data, size_t size) {
-    const std::string file = scratchFile();
-    writeBytes(file, data, size);
     ZRUpdateStore store;
-    if (!store.load(file.c_str())) return;
+    if (!loadBytes(store, data, size)) return;
     Vector<ZRPartialFileInfo> entries;
     store.getPartialFiles(entries);
     SizeLimit limit;
@@ -94,10 +97,8 @@ void exercisePartialFiles(const uint8_t* data, size_t size) {
 }
 
 void exerciseNetwork(const uint8_t* data, size_t size) {
-    const std::string file = scratchFile();
-    writeBytes(file, data, size);
     ZRNetConfig config;
-    if (!config.load(file.c_str())) return;
+    if (!loadBytes(config, data, size)) return;
     NetSettings settings;
     ServerVerify verify;
     config.getServerVerify(verify);
