@@ -102,33 +102,13 @@ bool hasNode(XMLTree& tree, const char* path) {
 
 }  // namespace
 
-ZRNetConfig::ZRNetConfig() : document("network settings") {}
+ZRNetConfig::ZRNetConfig() : ZRStoreDocument("network settings") {}
 
 ZRNetConfig::~ZRNetConfig() {}
 
 ZRNetConfig& ZRNetConfig::instance() {
     static ZRNetConfig config;
     return config;
-}
-
-bool ZRNetConfig::load(const char* file) {
-    return document.load(file);
-}
-
-bool ZRNetConfig::isValid() const {
-    return document.isValid();
-}
-
-const String& ZRNetConfig::getPath() const {
-    return document.getPath();
-}
-
-XMLTree* ZRNetConfig::tree() {
-    return document.tree();
-}
-
-bool ZRNetConfig::reload() {
-    return document.reload();
 }
 
 bool ZRNetConfig::getSettings(NetSettings& out) {
@@ -262,10 +242,6 @@ bool ZRNetConfig::setServerVerify(const ServerVerify& in) {
         return false;
     }
     return save();
-}
-
-bool ZRNetConfig::save() {
-    return document.save();
 }
 
 String defaultNetworkText() {

@@ -19,7 +19,7 @@
 // rename) and parses it again. A failed write leaves the previous file,
 // reads it back into memory, logs "ZRUpdate: store network settings failed: "
 // with the reason and reports false.
-class ZRNetConfig : public ZRObject {
+class ZRNetConfig : public ZRStoreDocument {
 public:
     // The update server named by the default document.
     static constexpr const char* DEFAULT_SERVER_HOST = "update.orvanta.com";
@@ -32,12 +32,7 @@ public:
     // The process-wide network settings.
     static ZRNetConfig& instance();
 
-    // False for a null or empty path. Otherwise remembers the path and
-    // parses the file; an IOException from opening it passes to the caller
-    // (the object is then unloaded). The result is that of the parse.
-    bool load(const char* path);
-    bool isValid() const;
-    const String& getPath() const;
+    // load, isValid, getPath and save: see ZRStoreDocument.
 
     // False when nothing is loaded or there is no ServerList element.
     bool getSettings(NetSettings& out);
@@ -51,16 +46,9 @@ public:
     // Records certDir (or ".") + "/" + certFile when that file exists.
     bool setServerVerify(const ServerVerify& in);
 
-    bool save();
-
 private:
     ZRNetConfig(const ZRNetConfig&) = delete;
     ZRNetConfig& operator=(const ZRNetConfig&) = delete;
-
-    XMLTree* tree();
-    bool reload();
-
-    ZRStoreDocument document;
 };
 
 // The default network document in text form: root ZRNetClientSettings, a

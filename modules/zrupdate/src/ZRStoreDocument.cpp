@@ -6,6 +6,8 @@
 
 ZRStoreDocument::ZRStoreDocument(const char* what) : what(what), loaded(false) {}
 
+ZRStoreDocument::~ZRStoreDocument() {}
+
 bool ZRStoreDocument::load(const char* file) {
     if (file == nullptr || *file == '\0') return false;
     path = file;

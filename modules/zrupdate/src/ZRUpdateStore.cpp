@@ -28,30 +28,6 @@ ZRUpdateStore& ZRUpdateStore::instance() {
     return store;
 }
 
-bool ZRUpdateStore::load(const char* file) {
-    return document.load(file);
-}
-
-bool ZRUpdateStore::isValid() const {
-    return document.isValid();
-}
-
-const String& ZRUpdateStore::getPath() const {
-    return document.getPath();
-}
-
-XMLTree* ZRUpdateStore::tree() {
-    return document.tree();
-}
-
-bool ZRUpdateStore::reload() {
-    return document.reload();
-}
-
-bool ZRUpdateStore::save() {
-    return document.save();
-}
-
 // The inventory element is either the top element of the document or the
 // child of the top element (ZRUpdateClientSettings in the default document).
 // Paths are relative to the top element, so the prefix differs.
@@ -84,7 +60,7 @@ bool ZRUpdateStore::readProducts(Vector<ZRProduct>& out, Vector<int>* positions)
         // A hand-edited number that does not parse makes the list unreadable
         // rather than ending the process.
         String message("ZRUpdate: bad product record in ");
-        message.append(document.getPath()).append(": ").append(e.getMessage());
+        message.append(getPath()).append(": ").append(e.getMessage());
         ZRStoreFile::logDebug(message);
         return false;
     }
