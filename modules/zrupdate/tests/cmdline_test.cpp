@@ -193,28 +193,24 @@ TEST(CheckOptions, ProductOptionMessages) {
 }
 
 TEST(CheckOptions, ProductRecordIsFilled) {
-    Args args({"-r",      "--id",           "42",     "--name",
-               "Scanner", "--path",         "/opt/s", "--desc",
-               "d",       "--lang-code",    "en",     "--oem",
-               "o",       "--serialno",     "SN",     "--parent",
-               "1,2",     "--version",      "2.5",    "--version-status",
-               "beta",    "--version-desc", "vd"});
-    CmdLine cmd(args.argc(), args.argv());
-    cmd.parse();
-    ZRProduct p;
-    ASSERT_TRUE(checkProductOptions(cmd, p, true));
-    String block = describeProduct(p);
-    EXPECT_STREQ(block.c_str(),
-                 "ProductID:   42\nProductName: Scanner\nInstallpath: /opt/s\nDescription: d\n"
-                 "LangCode:    en\nOEM:    o\nParentIDs:   1,2\nSerialNo:    SN\n");
-
+    auto described = [](std::vector<std::string> words) {
+        Args args(std::move(words));
+        CmdLine cmd(args.argc(), args.argv());
+        cmd.parse();
+        ZRProduct p;
+        return checkProductOptions(cmd, p, true) ? std::string(describeProduct(p).c_str()) : "";
+    };
+    EXPECT_EQ(described({"-r",      "--id",           "42",     "--name",
+                         "Scanner", "--path",         "/opt/s", "--desc",
+                         "d",       "--lang-code",    "en",     "--oem",
+                         "o",       "--serialno",     "SN",     "--parent",
+                         "1,2",     "--version",      "2.5",    "--version-status",
+                         "beta",    "--version-desc", "vd"}),
+              "ProductID:   42\nProductName: Scanner\nInstallpath: /opt/s\nDescription: d\n"
+              "LangCode:    en\nOEM:    o\nParentIDs:   1,2\nSerialNo:    SN\n");
     // Only the required options: three lines.
-    Args few({"-r", "--id", "3", "--name", "n", "--path", "/p", "--version", "1"});
-    CmdLine cmd2(few.argc(), few.argv());
-    cmd2.parse();
-    ZRProduct q;
-    ASSERT_TRUE(checkProductOptions(cmd2, q, true));
-    EXPECT_STREQ(describeProduct(q).c_str(), "ProductID:   3\nProductName: n\nInstallpath: /p\n");
+    EXPECT_EQ(described({"-r", "--id", "3", "--name", "n", "--path", "/p", "--version", "1"}),
+              "ProductID:   3\nProductName: n\nInstallpath: /p\n");
 }
 
 TEST(CheckOptions, NetworkOptionMessages) {
