@@ -177,21 +177,23 @@ TEST_F(NetConfigTest, WritesTheExactTextAndReadsItBack) {
 }
 
 TEST_F(NetConfigTest, ServerCertificate) {
+    auto param = [](const char* name, const std::string& value) {
+        return std::string("<Param name=\"") + name + "\" value=\"" + value + "\"/>\n";
+    };
+    auto document = [](const std::string& params) {
+        return network("", "<ServerVerify>\n" + params + "</ServerVerify>\n");
+    };
+    auto verifying = [&](const char* name) {
+        ServerVerify v;
+        v.certDir = dir.path().c_str();
+        v.certFile = name;
+        return v;
+    };
     std::string cert = dir.file("ca.pem");
     writeFile(cert, "certificate");
-    writeFile(file, network("",
-                            "<ServerVerify>\n"
-                            "<Param name=\"other\" value=\"" +
-                                cert +
-                                "\"/>\n"
-                                "<Param name=\"ssl.server.cert\" value=\"\"/>\n"
-                                "<Param name=\"SSL.Server.Cert\" value=\"" +
-                                dir.file("gone.pem") +
-                                "\"/>\n"
-                                "<Param NAME=\"ssl.server.cert\" VALUE=\"" +
-                                cert +
-                                "\"/>\n"
-                                "</ServerVerify>\n"));
+    writeFile(file, document(param("other", cert) + param("ssl.server.cert", "") +
+                             param("SSL.Server.Cert", dir.file("gone.pem")) +
+                             "<Param NAME=\"ssl.server.cert\" VALUE=\"" + cert + "\"/>\n"));
     ZRNetConfig config;
     ASSERT_TRUE(config.load(file.c_str()));
     ServerVerify verify;
@@ -201,21 +203,12 @@ TEST_F(NetConfigTest, ServerCertificate) {
     EXPECT_EQ(cert, verify.certFile.c_str());
 
     // Setting names a file that must exist, joined from folder and name.
-    ServerVerify absent;
-    absent.certDir = dir.path().c_str();
-    absent.certFile = "gone.pem";
-    EXPECT_FALSE(config.setServerVerify(absent));
+    EXPECT_FALSE(config.setServerVerify(verifying("gone.pem")));
     EXPECT_FALSE(config.setServerVerify(ServerVerify()));
-
     std::string other = dir.file("other.pem");
     writeFile(other, "other");
-    ServerVerify next;
-    next.certDir = dir.path().c_str();
-    next.certFile = "other.pem";
-    ASSERT_TRUE(config.setServerVerify(next));
-    EXPECT_EQ(network("", "<ServerVerify>\n<Param name=\"ssl.server.cert\" value=\"" + other +
-                              "\"/>\n</ServerVerify>\n"),
-              readFile(file));
+    ASSERT_TRUE(config.setServerVerify(verifying("other.pem")));
+    EXPECT_EQ(document(param("ssl.server.cert", other)), readFile(file));
     ASSERT_TRUE(config.getServerVerify(verify));
     EXPECT_EQ(other, verify.certFile.c_str());
 
@@ -227,11 +220,8 @@ TEST_F(NetConfigTest, ServerCertificate) {
     // Without a ServerVerify element one is created under the root.
     writeFile(file, network(""));
     ASSERT_TRUE(config.load(file.c_str()));
-    next.certFile = "ca.pem";
-    ASSERT_TRUE(config.setServerVerify(next));
-    EXPECT_EQ(network("", "<ServerVerify>\n<Param name=\"ssl.server.cert\" value=\"" + cert +
-                              "\"/>\n</ServerVerify>\n"),
-              readFile(file));
+    ASSERT_TRUE(config.setServerVerify(verifying("ca.pem")));
+    EXPECT_EQ(document(param("ssl.server.cert", cert)), readFile(file));
 }
 
 TEST_F(NetConfigTest, DefaultDocument) {
