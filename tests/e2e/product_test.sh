@@ -29,29 +29,23 @@ expect 0 "0
 " -v --id 01000
 
 # --- registration with every option, logged at the debug level ---
+SCAN_FIELDS='ProductID:   42
+ProductName: Scan Engine
+Installpath: /opt/Orvanta/scan
+Description: Engine & more
+LangCode:    en
+OEM:    <OEM>
+ParentIDs:   1000,7
+SerialNo:    SN-1
+'
 mark_log
 expect 0 "" -r --id 42 --name "Scan Engine" --path /opt/Orvanta/scan --desc "Engine & more" \
   --lang-code en --oem "<OEM>" --serialno SN-1 --parent "1000,7" --version 2.5 \
   --version-status beta --version-desc "first \"beta\""
-assert_eq "debug	ZRUpdate: register product successful: ProductID:   42
-ProductName: Scan Engine
-Installpath: /opt/Orvanta/scan
-Description: Engine & more
-LangCode:    en
-OEM:    <OEM>
-ParentIDs:   1000,7
-SerialNo:    SN-1
- (2.5,beta,first \"beta\")" "$(new_log_text)" "registration log message"
-SCAN_BLOCK='ProductID:   42
-ProductName: Scan Engine
-Installpath: /opt/Orvanta/scan
-Description: Engine & more
-LangCode:    en
-OEM:    <OEM>
-ParentIDs:   1000,7
-SerialNo:    SN-1
-Version:     2.5.0.0
-'
+assert_eq "debug	ZRUpdate: register product successful: ${SCAN_FIELDS} (2.5,beta,first \"beta\")" \
+  "$(new_log_text)" "registration log message"
+SCAN_BLOCK="${SCAN_FIELDS}Version:     2.5.0.0
+"
 expect 0 "$SCAN_BLOCK" -s --id 42
 expect 0 "2.5.0.0
 " -v --id 42

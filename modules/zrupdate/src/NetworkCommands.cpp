@@ -14,6 +14,30 @@ void printQuoted(const char* prefix, const String& text) {
     printText(line);
 }
 
+// Reads option `name` into `target` when it is given. It must be one of two
+// words (`ignoreCase`: in any case); otherwise prints why, naming it `label`,
+// and returns false.
+bool readChoice(CmdLine& cmdLine, const char* name, const char* label, const char* first,
+                const char* second, bool ignoreCase, String& target) {
+    String value;
+    if (!cmdLine.getOption(name, value)) return true;
+    String message("ZRUpdate: ");
+    if (value.isEmpty()) {
+        message.append("no ").append(label).append(" is specified!\n");
+        printText(message);
+        return false;
+    }
+    bool known = ignoreCase ? value.equalsIgnoreCase(first) || value.equalsIgnoreCase(second)
+                            : value.equals(first) || value.equals(second);
+    if (!known) {
+        message.append("unsupported ").append(label).append(": '");
+        printQuoted(message.c_str(), value);
+        return false;
+    }
+    target = value;
+    return true;
+}
+
 String joinHosts(const Vector<ZRServer>& servers) {
     String out;
     for (int i = 0; i < servers.size(); ++i) {
@@ -49,28 +73,10 @@ bool checkNetworkOptions(CmdLine& cmdLine) {
         }
     }
 
-    if (cmdLine.getOption("type", value)) {
-        if (value.isEmpty()) {
-            printText("ZRUpdate: no protocol type is specified!\n");
-            return false;
-        }
-        if (!value.equalsIgnoreCase("http") && !value.equalsIgnoreCase("https")) {
-            printQuoted("ZRUpdate: unsupported protocol type: '", value);
-            return false;
-        }
-        pending.type = value;
-    }
-
-    if (cmdLine.getOption("isUsingProxy", value)) {
-        if (value.isEmpty()) {
-            printText("ZRUpdate: no isUsingProxy is specified!\n");
-            return false;
-        }
-        if (!value.equals("1") && !value.equals("0")) {
-            printQuoted("ZRUpdate: unsupported isUsingProxy: '", value);
-            return false;
-        }
-        pending.isUsingProxy = value;
+    if (!readChoice(cmdLine, "type", "protocol type", "http", "https", true, pending.type) ||
+        !readChoice(cmdLine, "isUsingProxy", "isUsingProxy", "1", "0", false,
+                    pending.isUsingProxy)) {
+        return false;
     }
 
     if (cmdLine.getOption("proxyserver", value) && !value.isEmpty()) pending.proxyserver = value;

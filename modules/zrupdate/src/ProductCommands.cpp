@@ -168,14 +168,8 @@ String describeProduct(const ZRProduct& p) {
 }
 
 int registerProduct(const ZRProduct& p) {
-    ZRUpdateStore& store = ZRUpdateStore::instance();
-    Vector<ZRProduct> products;
-    if (store.getProducts(products) > 0) {
-        ZRProduct existing;
-        // Registering again replaces the old record.
-        if (store.findProduct(p.info.id, existing)) store.removeProduct(p.info.id);
-    }
-    bool ok = store.addProduct(p);
+    // Registering again replaces the old record, at the end of the list.
+    bool ok = ZRUpdateStore::instance().putProduct(p);
     String message(ok ? "ZRUpdate: register product successful: "
                       : "ZRUpdate: register product failed: ");
     message.append(describeWithVersion(p, p.version.toString()));

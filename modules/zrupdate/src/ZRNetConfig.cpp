@@ -102,45 +102,13 @@ bool hasNode(XMLTree& tree, const char* path) {
 
 }  // namespace
 
-ZRNetConfig::ZRNetConfig() : loaded(false) {}
+ZRNetConfig::ZRNetConfig() : ZRStoreDocument("network settings") {}
 
 ZRNetConfig::~ZRNetConfig() {}
 
 ZRNetConfig& ZRNetConfig::instance() {
     static ZRNetConfig config;
     return config;
-}
-
-bool ZRNetConfig::load(const char* file) {
-    if (file == nullptr || *file == '\0') return false;
-    path = file;
-    loaded = false;
-    loaded = ZRStoreFile::read(doc, path);
-    return loaded;
-}
-
-bool ZRNetConfig::isValid() const {
-    return loaded;
-}
-
-const String& ZRNetConfig::getPath() const {
-    return path;
-}
-
-XMLTree* ZRNetConfig::tree() {
-    return loaded ? doc.getTree() : nullptr;
-}
-
-bool ZRNetConfig::reload() {
-    loaded = false;
-    try {
-        loaded = ZRStoreFile::read(doc, path);
-    } catch (IOException& e) {
-        String message("ZRUpdate: reload network settings failed: ");
-        message.append(e.getMessage());
-        ZRStoreFile::logDebug(message);
-    }
-    return loaded;
 }
 
 bool ZRNetConfig::getSettings(NetSettings& out) {
@@ -276,16 +244,6 @@ bool ZRNetConfig::setServerVerify(const ServerVerify& in) {
     return save();
 }
 
-bool ZRNetConfig::save() {
-    XMLTree* t = tree();
-    if (t == nullptr) return false;
-    bool written = ZRStoreFile::write(*t, path, String(SAVE_FAILED));
-    // Read back in both cases: after a failed write memory returns to what
-    // the file still holds.
-    bool reloaded = reload();
-    return written && reloaded;
-}
-
 String defaultNetworkText() {
     String text;
     std::unique_ptr<XMLTree> tree(XMLTree::create());
@@ -307,10 +265,7 @@ String defaultNetworkText() {
 }
 
 int createDefaultNetwork(const char* path) {
-    if (path == nullptr || *path == '\0') return -1;
-    String text = defaultNetworkText();
-    if (text.isEmpty()) return -1;
-    return ZRStoreFile::writeText(text, String(path), String(SAVE_FAILED)) ? 0 : -1;
+    return ZRStoreFile::createDocument(path, defaultNetworkText, SAVE_FAILED);
 }
 
 int createDefaultNetwork() {

@@ -4,7 +4,7 @@
 #include "String.h"
 #include "ZRObject.h"
 #include "ZRServer.h"
-#include "ZRUpdateParser.h"
+#include "ZRStoreDocument.h"
 
 // The network settings of the updater, kept as an XML document
 // ("conf/zr-network", or "conf/zr-module-network" in module mode): the
@@ -19,7 +19,7 @@
 // rename) and parses it again. A failed write leaves the previous file,
 // reads it back into memory, logs "ZRUpdate: store network settings failed: "
 // with the reason and reports false.
-class ZRNetConfig : public ZRObject {
+class ZRNetConfig : public ZRStoreDocument {
 public:
     // The update server named by the default document.
     static constexpr const char* DEFAULT_SERVER_HOST = "update.orvanta.com";
@@ -32,12 +32,7 @@ public:
     // The process-wide network settings.
     static ZRNetConfig& instance();
 
-    // False for a null or empty path. Otherwise remembers the path and
-    // parses the file; an IOException from opening it passes to the caller
-    // (the object is then unloaded). The result is that of the parse.
-    bool load(const char* path);
-    bool isValid() const;
-    const String& getPath() const;
+    // load, isValid, getPath and save: see ZRStoreDocument.
 
     // False when nothing is loaded or there is no ServerList element.
     bool getSettings(NetSettings& out);
@@ -51,18 +46,9 @@ public:
     // Records certDir (or ".") + "/" + certFile when that file exists.
     bool setServerVerify(const ServerVerify& in);
 
-    bool save();
-
 private:
     ZRNetConfig(const ZRNetConfig&) = delete;
     ZRNetConfig& operator=(const ZRNetConfig&) = delete;
-
-    XMLTree* tree();
-    bool reload();
-
-    String path;
-    ZRUpdateParser doc;
-    bool loaded;
 };
 
 // The default network document in text form: root ZRNetClientSettings, a

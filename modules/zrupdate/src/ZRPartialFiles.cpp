@@ -40,7 +40,7 @@ int ZRUpdateStore::getPartialFiles(Vector<ZRPartialFileInfo>& out) {
             } catch (Exception& e) {
                 *fields[f] = -1;
                 String message("ZRUpdate: bad partial file entry in ");
-                message.append(path).append(": ").append(e.getMessage());
+                message.append(getPath()).append(": ").append(e.getMessage());
                 ZRStoreFile::logDebug(message);
             }
         }
@@ -108,7 +108,7 @@ bool ZRUpdateStore::getSizeLimit(SizeLimit& out) {
         out.minSize = numberAttribute(*limit, "MinSize", 0);
     } catch (Exception& e) {
         String message("ZRUpdate: bad MinSize in ");
-        message.append(path).append(": ").append(e.getMessage());
+        message.append(getPath()).append(": ").append(e.getMessage());
         ZRStoreFile::logDebug(message);
     }
     int count = limit->getChildCount();
@@ -120,7 +120,7 @@ bool ZRUpdateStore::getSizeLimit(SizeLimit& out) {
             out.ids.add(parseDecimal(id));
         } catch (Exception& e) {
             String message("ZRUpdate: bad product id in ");
-            message.append(path).append(": ").append(e.getMessage());
+            message.append(getPath()).append(": ").append(e.getMessage());
             ZRStoreFile::logDebug(message);
         }
     }

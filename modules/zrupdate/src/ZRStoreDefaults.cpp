@@ -83,12 +83,7 @@ String defaultInventoryText() {
 }
 
 int createDefaultInventory(const char* path) {
-    if (path == nullptr || *path == '\0') return -1;
-    String text = defaultInventoryText();
-    if (text.isEmpty()) return -1;
-    return ZRStoreFile::writeText(text, String(path), ZRStoreFile::failurePrefix(String(path)))
-               ? 0
-               : -1;
+    return ZRStoreFile::createDocument(path, defaultInventoryText, nullptr);
 }
 
 int createDefaultInventory() {

@@ -35,6 +35,15 @@ bool write(XMLTree& tree, const String& path, const String& failurePrefix) {
     return writeText(text, path, failurePrefix);
 }
 
+int createDocument(const char* path, String (*makeText)(), const char* failurePrefix) {
+    if (path == nullptr || *path == '\0') return -1;
+    String text = makeText();
+    if (text.isEmpty()) return -1;
+    String prefix =
+        failurePrefix != nullptr ? String(failurePrefix) : ZRStoreFile::failurePrefix(String(path));
+    return writeText(text, String(path), prefix) ? 0 : -1;
+}
+
 String failurePrefix(const String& path) {
     String prefix("ZRUpdate: store ");
     int slash = path.lastIndexOf('/');

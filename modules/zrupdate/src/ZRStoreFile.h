@@ -28,6 +28,12 @@ bool write(XMLTree& tree, const String& path, const String& failurePrefix);
 // The same for a document already in text form.
 bool writeText(const String& text, const String& path, const String& failurePrefix);
 
+// Writes the document made by `makeText` as the new content of `path`: 0 on
+// success, -1 for a null or empty path, a document that cannot be made or a
+// failed write (logged with `failurePrefix`, or the file's own prefix when
+// that is null).
+int createDocument(const char* path, String (*makeText)(), const char* failurePrefix);
+
 // "ZRUpdate: store " + the file's name + " failed: ", the start of the log
 // line that reports a failed write of that file.
 String failurePrefix(const String& path);

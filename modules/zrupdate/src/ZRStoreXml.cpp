@@ -40,6 +40,31 @@ int appendChild(XMLTree& tree, const String& parentPath, const char* name) {
     return position;
 }
 
+void readProductInfo(const XMLNode& node, ZRProductInfo& info, long missingId) {
+    info.id = numberAttribute(node, "id", missingId);
+    info.name = attribute(node, "name");
+    info.desc = attribute(node, "desc");
+    info.installPath = attribute(node, "installPath");
+    info.serialNo = attribute(node, "serialNo");
+    info.parent = attribute(node, "parent");
+    info.langCode = attribute(node, "langCode");
+    info.OEM = attribute(node, "OEM");
+}
+
+ZRVersionInfo readVersion(const XMLNode& node, bool numeric) {
+    if (!numeric) {
+        // The text is kept as it stands: not numeric, all numbers 0.
+        return ZRVersionInfo(VersionInfo(attribute(node, "version"), attribute(node, "status"),
+                                         attribute(node, "desc")));
+    }
+    long major = numberAttribute(node, "major", 0);
+    long minor = numberAttribute(node, "minor", 0);
+    long patchLevel = numberAttribute(node, "patchLevel", 0);
+    long buildNum = numberAttribute(node, "buildNum", 0);
+    return ZRVersionInfo(major, minor, patchLevel, buildNum, attribute(node, "status"),
+                         attribute(node, "desc"));
+}
+
 ZRProduct readProduct(const XMLNode& element) {
     ZRProduct product;
     int count = element.getChildCount();
@@ -48,26 +73,11 @@ ZRProduct readProduct(const XMLNode& element) {
         if (!child) continue;
         String name = child->getName();
         if (name.equals("ProductInfo")) {
-            ZRProductInfo& info = product.info;
-            String id;
-            if (child->getAttribute(String("id"), id)) info.id = parseDecimal(id);
-            info.name = attribute(*child, "name");
-            info.desc = attribute(*child, "desc");
-            info.installPath = attribute(*child, "installPath");
-            info.serialNo = attribute(*child, "serialNo");
-            info.parent = attribute(*child, "parent");
-            info.langCode = attribute(*child, "langCode");
-            info.OEM = attribute(*child, "OEM");
+            readProductInfo(*child, product.info, product.info.id);
         } else if (name.equals("ZRVersionInfo")) {
-            product.version = ZRVersionInfo(
-                numberAttribute(*child, "major", 0), numberAttribute(*child, "minor", 0),
-                numberAttribute(*child, "patchLevel", 0), numberAttribute(*child, "buildNum", 0),
-                attribute(*child, "status"), attribute(*child, "desc"));
+            product.version = readVersion(*child, true);
         } else if (name.equals("ExtVersionInfo")) {
-            // The text is kept as it stands: not numeric, all numbers 0.
-            product.version =
-                ZRVersionInfo(VersionInfo(attribute(*child, "version"), attribute(*child, "status"),
-                                          attribute(*child, "desc")));
+            product.version = readVersion(*child, false);
         }
     }
     return product;

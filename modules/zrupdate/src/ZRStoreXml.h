@@ -8,7 +8,8 @@ class XMLNode;
 class XMLTree;
 struct PlatformRecord;
 
-// Element and attribute helpers shared by the state stores.
+// Element and attribute helpers shared by the state stores and the update
+// answer parser.
 namespace ZRStoreXml {
 
 String decimal(long n);
@@ -26,6 +27,13 @@ bool setAttribute(XMLTree& tree, const char* path, const char* name, const Strin
 // Appends a new child `name` to the element at `parentPath` and returns its
 // position among the parent's children, or -1.
 int appendChild(XMLTree& tree, const String& parentPath, const char* name);
+
+// Fills `info` from a ProductInfo element; `missingId` when it has no id.
+void readProductInfo(const XMLNode& node, ZRProductInfo& info, long missingId);
+
+// The version of a ZRVersionInfo element (`numeric`: four numbers) or of an
+// ExtVersionInfo element (free text, not numeric, all numbers 0).
+ZRVersionInfo readVersion(const XMLNode& node, bool numeric);
 
 // Reads one InstalledProduct (or PackageInfo-like) element: its ProductInfo
 // and its ZRVersionInfo or ExtVersionInfo child, recognised by exact name

@@ -5,10 +5,16 @@
 
 #include "Exception.h"
 #include "ZRDecimal.h"
+#include "ZRStoreXml.h"
 #include "util/Log.h"
 #include "xml/XMLNode.h"
 #include "xml/XMLParser.h"
 #include "xml/XMLTree.h"
+
+using ZRStoreXml::attribute;
+using ZRStoreXml::numberAttribute;
+using ZRStoreXml::readProductInfo;
+using ZRStoreXml::readVersion;
 
 namespace {
 
@@ -16,38 +22,13 @@ namespace {
 // one with fewer is an incomplete record and is skipped.
 const int MIN_PACKAGE_CHILDREN = 5;
 
-// The attribute's value, "" when it is missing.
-String attribute(const XMLNode& node, const char* name) {
-    String value;
-    node.getAttribute(String(name), value);
-    return value;
-}
-
-// The attribute as a decimal number, `absent` when it is missing.
-long number(const XMLNode& node, const char* name, long absent) {
-    String value;
-    if (!node.getAttribute(String(name), value)) return absent;
-    return parseDecimal(value);
-}
-
 // For the fields that are ints: a value outside their range is as unusable
 // as one that is not a number.
 int smallNumber(const XMLNode& node, const char* name) {
-    long value = number(node, name, 0);
+    long value = numberAttribute(node, name, 0);
     if (value < INT_MIN || value > INT_MAX)
         ZR_THROW(Exception, "invalid dec number", "ZRUpdateParser");
     return int(value);
-}
-
-void readProduct(const XMLNode& node, ZRProductInfo& product) {
-    product.id = number(node, "id", -1);
-    product.name = attribute(node, "name");
-    product.desc = attribute(node, "desc");
-    product.installPath = attribute(node, "installPath");
-    product.serialNo = attribute(node, "serialNo");
-    product.parent = attribute(node, "parent");
-    product.langCode = attribute(node, "langCode");
-    product.OEM = attribute(node, "OEM");
 }
 
 // Fills `package` from one PackageInfo element; false when the element has
@@ -66,18 +47,11 @@ bool readPackage(const XMLNode& element, ZRPackageInfo& package) {
         if (!child) continue;
         String name = child->getName();
         if (name.equalsIgnoreCase("ProductInfo")) {
-            readProduct(*child, package.product);
+            readProductInfo(*child, package.product, -1);
         } else if (name.equalsIgnoreCase("ZRVersionInfo")) {
-            long major = number(*child, "major", 0);
-            long minor = number(*child, "minor", 0);
-            long patchLevel = number(*child, "patchLevel", 0);
-            long buildNum = number(*child, "buildNum", 0);
-            package.version = ZRVersionInfo(major, minor, patchLevel, buildNum,
-                                            attribute(*child, "status"), attribute(*child, "desc"));
+            package.version = readVersion(*child, true);
         } else if (name.equalsIgnoreCase("ExtVersionInfo")) {
-            package.version =
-                ZRVersionInfo(VersionInfo(attribute(*child, "version"), attribute(*child, "status"),
-                                          attribute(*child, "desc")));
+            package.version = readVersion(*child, false);
         } else if (name.equalsIgnoreCase("PlatformInfo")) {
             package.arch = attribute(*child, "arch");
             package.os = attribute(*child, "os");
@@ -87,7 +61,7 @@ bool readPackage(const XMLNode& element, ZRPackageInfo& package) {
             package.url = attribute(*child, "url");
             package.md5 = attribute(*child, "md5");
             package.time = attribute(*child, "time");
-            package.size = number(*child, "size", 0);
+            package.size = numberAttribute(*child, "size", 0);
             package.downloadResult = smallNumber(*child, "result");
         } else if (name.equalsIgnoreCase("RunInfo")) {
             package.format = attribute(*child, "format");
@@ -160,21 +134,20 @@ ZRUpdateParser::~ZRUpdateParser() {
     delete parser;
 }
 
-bool ZRUpdateParser::parse(const String& text) {
+bool ZRUpdateParser::freshParser() {
     delete parser;
     loaded = false;
     parser = XMLParser::create();
-    if (parser == nullptr) return false;
-    loaded = parser->parse(text);
+    return parser != nullptr;
+}
+
+bool ZRUpdateParser::parse(const String& text) {
+    loaded = freshParser() && parser->parse(text);
     return loaded;
 }
 
 bool ZRUpdateParser::parse(InputStream& in) {
-    delete parser;
-    loaded = false;
-    parser = XMLParser::create();
-    if (parser == nullptr) return false;
-    loaded = parser->parse(in);
+    loaded = freshParser() && parser->parse(in);
     return loaded;
 }
 

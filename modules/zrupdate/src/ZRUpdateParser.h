@@ -21,7 +21,7 @@ class XMLTree;
 // truncated or broken answer yields -1 or an empty result, never a part of a
 // package list.
 class ZRUpdateParser : public ZRObject {
-  public:
+public:
     ZRUpdateParser();
     ~ZRUpdateParser() override;
 
@@ -63,7 +63,11 @@ class ZRUpdateParser : public ZRObject {
     // number throws Exception "invalid dec number".
     int getPackageList(Vector<ZRPackageInfo>& out, bool rootIsList) const;
 
-  private:
+private:
+    // Drops the previous document and makes a new parser; false when none
+    // can be made.
+    bool freshParser();
+
     XMLParser* parser;
     bool loaded;
 };

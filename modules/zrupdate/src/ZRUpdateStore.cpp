@@ -16,60 +16,16 @@ using ZRStoreXml::setPlatform;
 using ZRStoreXml::writeProduct;
 
 ZRUpdateStore::ZRUpdateStore()
-    : loaded(false), standardInventory(ZRStoreFile::homeFile(ZRStateFiles::INVENTORY)) {}
+    : standardInventory(ZRStoreFile::homeFile(ZRStateFiles::INVENTORY)) {}
 
 ZRUpdateStore::ZRUpdateStore(const String& standardInventory)
-    : loaded(false), standardInventory(standardInventory) {}
+    : standardInventory(standardInventory) {}
 
 ZRUpdateStore::~ZRUpdateStore() {}
 
 ZRUpdateStore& ZRUpdateStore::instance() {
     static ZRUpdateStore store;
     return store;
-}
-
-bool ZRUpdateStore::load(const char* file) {
-    if (file == nullptr || *file == '\0') return false;
-    path = file;
-    // Unloaded first: a file that cannot be opened must not leave the
-    // previous document in place under the new name.
-    loaded = false;
-    loaded = ZRStoreFile::read(doc, path);
-    return loaded;
-}
-
-bool ZRUpdateStore::isValid() const {
-    return loaded;
-}
-
-const String& ZRUpdateStore::getPath() const {
-    return path;
-}
-
-XMLTree* ZRUpdateStore::tree() {
-    return loaded ? doc.getTree() : nullptr;
-}
-
-bool ZRUpdateStore::reload() {
-    loaded = false;
-    try {
-        loaded = ZRStoreFile::read(doc, path);
-    } catch (IOException& e) {
-        String message("ZRUpdate: reload ");
-        message.append(path).append(" failed: ").append(e.getMessage());
-        ZRStoreFile::logDebug(message);
-    }
-    return loaded;
-}
-
-bool ZRUpdateStore::save() {
-    XMLTree* t = tree();
-    if (t == nullptr) return false;
-    bool written = ZRStoreFile::write(*t, path, ZRStoreFile::failurePrefix(path));
-    // Read the file back in both cases: after a failed write this drops the
-    // change from memory again, so memory keeps mirroring the file.
-    bool reloaded = reload();
-    return written && reloaded;
 }
 
 // The inventory element is either the top element of the document or the
@@ -87,36 +43,35 @@ bool ZRUpdateStore::readProducts(Vector<ZRProduct>& out, Vector<int>* positions)
     if (t == nullptr) return false;
     std::unique_ptr<XMLNode> products(t->getNode(inventoryPath("Products"), -1));
     if (!products) return false;
-    // Collected aside so that a record that does not parse leaves `out`
-    // untouched.
-    Vector<ZRProduct> found;
+    // Appended straight to `out` (no copies of a large list); a record that
+    // does not parse takes back what was appended, leaving `out` untouched.
+    const int before = out.size();
     Vector<int> where;
     try {
         int count = products->getChildCount();
         for (int i = 0; i < count; i++) {
             std::unique_ptr<XMLNode> child(products->getChild(i));
             if (!child || !child->getName().equals("InstalledProduct")) continue;
-            found.add(readProduct(*child));
+            out.add(readProduct(*child));
             where.add(i);
         }
     } catch (Exception& e) {
+        while (out.size() > before) out.removeAt(out.size() - 1);
         // A hand-edited number that does not parse makes the list unreadable
         // rather than ending the process.
         String message("ZRUpdate: bad product record in ");
-        message.append(path).append(": ").append(e.getMessage());
+        message.append(getPath()).append(": ").append(e.getMessage());
         ZRStoreFile::logDebug(message);
         return false;
     }
-    for (int i = 0; i < found.size(); i++) out.add(found.elementAt(i));
     if (positions != nullptr) *positions = where;
     return true;
 }
 
 int ZRUpdateStore::getProducts(Vector<ZRProduct>& out) {
-    Vector<ZRProduct> found;
-    if (!readProducts(found, nullptr)) return -1;
-    for (int i = 0; i < found.size(); i++) out.add(found.elementAt(i));
-    return found.size();
+    const int before = out.size();
+    if (!readProducts(out, nullptr)) return -1;
+    return out.size() - before;
 }
 
 bool ZRUpdateStore::findProduct(long id, ZRProduct& out) {
@@ -169,6 +124,13 @@ bool ZRUpdateStore::addProduct(const ZRProduct& p) {
 
 bool ZRUpdateStore::removeProduct(long id) {
     return removeProductElement(id) && save();
+}
+
+bool ZRUpdateStore::putProduct(const ZRProduct& p) {
+    bool removed = removeProductElement(p.info.id);
+    if (appendProduct(p)) return save();
+    if (removed) reload();
+    return false;
 }
 
 bool ZRUpdateStore::replaceProduct(long id, const ZRProduct& p) {

@@ -6,7 +6,7 @@
 #include "ZRObject.h"
 #include "ZRPartialFileInfo.h"
 #include "ZRProduct.h"
-#include "ZRUpdateParser.h"
+#include "ZRStoreDocument.h"
 
 // Names of the state files, relative to the home directory; the full path
 // is ZRPaths::HOME + "/" + name (ZRStoreFile::homeFile).
@@ -40,7 +40,7 @@ struct PlatformRecord {
 // and a rename) and parses it again, so memory always mirrors the file. When
 // a write fails the file keeps its previous content, the document in memory
 // is read back from it, the reason is logged and the change reports failure.
-class ZRUpdateStore : public ZRObject {
+class ZRUpdateStore : public ZRStoreDocument {
 public:
     // The updater's own product in the inventory and the protocol.
     static constexpr long UPDATER_PRODUCT_ID = 1000;
@@ -55,12 +55,7 @@ public:
     // The process-wide inventory store.
     static ZRUpdateStore& instance();
 
-    // False for a null or empty path. Otherwise remembers the path and
-    // parses the file; an IOException from opening it passes to the caller
-    // (the store is then unloaded). The result is that of the parse.
-    bool load(const char* path);
-    bool isValid() const;
-    const String& getPath() const;
+    // load, isValid, getPath and save: see ZRStoreDocument.
 
     // Appends every product in document order; the number of products, or -1
     // when nothing is loaded, /Inventory/Products is missing or a product
@@ -70,11 +65,13 @@ public:
     // False, changing nothing, when a product with that id exists already.
     bool addProduct(const ZRProduct& p);
     bool removeProduct(long id);
+    // Adds `p`, first taking out a product with the same id, in one save: a
+    // write that fails leaves the old record in place rather than neither.
+    bool putProduct(const ZRProduct& p);
     // Reloads the standard inventory, keeps the registration data (parent,
     // serial number, language code, OEM) of an existing product of that id,
     // removes it and adds the new record at the end of the list.
     bool replaceProduct(long id, const ZRProduct& p);
-    bool save();
 
     bool getPlatformInfo(PlatformRecord& out);
 
@@ -96,8 +93,6 @@ private:
     ZRUpdateStore(const ZRUpdateStore&) = delete;
     ZRUpdateStore& operator=(const ZRUpdateStore&) = delete;
 
-    XMLTree* tree();
-    bool reload();
     String inventoryPath(const char* child);
     // Reads the products and, when asked, their positions among the children
     // of the Products element.
@@ -107,9 +102,6 @@ private:
     bool removeProductElement(long id);
     bool removePartialElement(long productID);
 
-    String path;
-    ZRUpdateParser doc;
-    bool loaded;
     String standardInventory;
 };
 

@@ -9,6 +9,7 @@
 
 #include "NetworkCommands.h"
 #include "ProductCommands.h"
+#include "StoreTestSupport.h"
 
 namespace {
 
@@ -57,12 +58,6 @@ CheckResult check(std::vector<std::string> words) {
     return {ok, testing::internal::GetCapturedStdout()};
 }
 
-std::vector<std::string> hosts(const Vector<ZRServer>& servers) {
-    std::vector<std::string> out;
-    for (int i = 0; i < servers.size(); ++i) out.push_back(servers[i].host.c_str());
-    return out;
-}
-
 }  // namespace
 
 TEST(CmdLineParse, SplitsNamesAndValues) {
@@ -88,12 +83,9 @@ TEST(CmdLineParse, SplitsNamesAndValues) {
 TEST(CmdLineParse, PrefixLength) {
     Args args({});
     CmdLine cmd(args.argc(), args.argv());
-    EXPECT_EQ(cmd.optionPrefixLength("--a"), 2);
-    EXPECT_EQ(cmd.optionPrefixLength("--"), 1);
-    EXPECT_EQ(cmd.optionPrefixLength("-a"), 1);
-    EXPECT_EQ(cmd.optionPrefixLength("-"), 0);
-    EXPECT_EQ(cmd.optionPrefixLength(""), 0);
-    EXPECT_EQ(cmd.optionPrefixLength("a-b"), 0);
+    const std::pair<const char*, int> cases[] = {{"--a", 2}, {"--", 1}, {"-a", 1},
+                                                 {"-", 0},   {"", 0},   {"a-b", 0}};
+    for (const auto& c : cases) EXPECT_EQ(cmd.optionPrefixLength(c.first), c.second) << c.first;
 }
 
 TEST(CmdLineParse, LookupIsExactAndReadsTheFirstOccurrence) {
@@ -201,28 +193,24 @@ TEST(CheckOptions, ProductOptionMessages) {
 }
 
 TEST(CheckOptions, ProductRecordIsFilled) {
-    Args args({"-r",      "--id",           "42",     "--name",
-               "Scanner", "--path",         "/opt/s", "--desc",
-               "d",       "--lang-code",    "en",     "--oem",
-               "o",       "--serialno",     "SN",     "--parent",
-               "1,2",     "--version",      "2.5",    "--version-status",
-               "beta",    "--version-desc", "vd"});
-    CmdLine cmd(args.argc(), args.argv());
-    cmd.parse();
-    ZRProduct p;
-    ASSERT_TRUE(checkProductOptions(cmd, p, true));
-    String block = describeProduct(p);
-    EXPECT_STREQ(block.c_str(),
-                 "ProductID:   42\nProductName: Scanner\nInstallpath: /opt/s\nDescription: d\n"
-                 "LangCode:    en\nOEM:    o\nParentIDs:   1,2\nSerialNo:    SN\n");
-
+    auto described = [](std::vector<std::string> words) {
+        Args args(std::move(words));
+        CmdLine cmd(args.argc(), args.argv());
+        cmd.parse();
+        ZRProduct p;
+        return checkProductOptions(cmd, p, true) ? std::string(describeProduct(p).c_str()) : "";
+    };
+    EXPECT_EQ(described({"-r",      "--id",           "42",     "--name",
+                         "Scanner", "--path",         "/opt/s", "--desc",
+                         "d",       "--lang-code",    "en",     "--oem",
+                         "o",       "--serialno",     "SN",     "--parent",
+                         "1,2",     "--version",      "2.5",    "--version-status",
+                         "beta",    "--version-desc", "vd"}),
+              "ProductID:   42\nProductName: Scanner\nInstallpath: /opt/s\nDescription: d\n"
+              "LangCode:    en\nOEM:    o\nParentIDs:   1,2\nSerialNo:    SN\n");
     // Only the required options: three lines.
-    Args few({"-r", "--id", "3", "--name", "n", "--path", "/p", "--version", "1"});
-    CmdLine cmd2(few.argc(), few.argv());
-    cmd2.parse();
-    ZRProduct q;
-    ASSERT_TRUE(checkProductOptions(cmd2, q, true));
-    EXPECT_STREQ(describeProduct(q).c_str(), "ProductID:   3\nProductName: n\nInstallpath: /p\n");
+    EXPECT_EQ(described({"-r", "--id", "3", "--name", "n", "--path", "/p", "--version", "1"}),
+              "ProductID:   3\nProductName: n\nInstallpath: /p\n");
 }
 
 TEST(CheckOptions, NetworkOptionMessages) {
@@ -249,31 +237,17 @@ TEST(CheckOptions, NetworkOptionsFillThePendingSettings) {
                        "--proxyserver", "px", "--proxyport", "3128", "--proxyuser", "u",
                        "--proxypass", "pw", "--timeout", "30", "--mac", "00:11"})
                     .ok);
-    const NetSettings& s = PendingNetSettings();
-    EXPECT_EQ(hosts(s.servers), (std::vector<std::string>{"a", "b"}));
-    EXPECT_EQ(hosts(s.savedServers), (std::vector<std::string>{"a", "b"}));
-    EXPECT_STREQ(s.type.c_str(), "HTTP");
-    EXPECT_STREQ(s.isUsingProxy.c_str(), "1");
-    EXPECT_STREQ(s.proxyserver.c_str(), "px");
-    EXPECT_EQ(s.proxyport, 3128);
-    EXPECT_STREQ(s.proxyuser.c_str(), "u");
-    EXPECT_STREQ(s.proxypass.c_str(), "pw");
-    EXPECT_EQ(s.timeout, 30);
-    EXPECT_STREQ(s.mac.c_str(), "00:11");
-    EXPECT_STREQ(s.user.c_str(), "");
+    EXPECT_EQ(summary(PendingNetSettings()),
+              "HTTP proxy 1 px:3128 u/pw user / timeout 30 mac 00:11 servers a b saved a b");
 
-    // --keeporiginal 1 keeps the stored saved list (left empty here).
+    // --keeporiginal 1 keeps the stored saved list (left empty here); untouched
+    // fields keep their fresh values.
     ASSERT_TRUE(check({"-S", "--server", "h1", "--keeporiginal", "1"}).ok);
-    EXPECT_EQ(hosts(PendingNetSettings().servers), (std::vector<std::string>{"h1"}));
-    EXPECT_EQ(hosts(PendingNetSettings().savedServers), std::vector<std::string>{});
-    ASSERT_TRUE(check({"-S", "--server", "h1", "--keeporiginal", "2"}).ok);
-    EXPECT_EQ(hosts(PendingNetSettings().savedServers), (std::vector<std::string>{"h1"}));
-
-    // Untouched fields keep their fresh values.
-    ASSERT_TRUE(check({"-S", "--mac", ""}).ok);
-    EXPECT_EQ(PendingNetSettings().timeout, -1);
-    EXPECT_EQ(PendingNetSettings().proxyport, 0);
-    EXPECT_STREQ(PendingNetSettings().mac.c_str(), "");
+    EXPECT_EQ(summary(PendingNetSettings()),
+              " proxy  :0 / user / timeout -1 mac  servers h1 saved");
+    ASSERT_TRUE(check({"-S", "--server", "h1", "--keeporiginal", "2", "--mac", ""}).ok);
+    EXPECT_EQ(summary(PendingNetSettings()),
+              " proxy  :0 / user / timeout -1 mac  servers h1 saved h1");
 }
 
 TEST(Usage, TextLinesAndPrinting) {

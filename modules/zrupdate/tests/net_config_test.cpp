@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 
 #include "Exception.h"
 #include "StoreTestSupport.h"
@@ -27,13 +28,13 @@ protected:
     ScratchDir dir;
     std::string file = dir.file("zr-network");
 
-    NetSettings read(const std::string& text) {
+    std::string read(const std::string& text) {
         writeFile(file, text);
         ZRNetConfig config;
         NetSettings settings;
         EXPECT_TRUE(config.load(file.c_str()));
         EXPECT_TRUE(config.getSettings(settings));
-        return settings;
+        return summary(settings);
     }
 };
 
@@ -64,43 +65,37 @@ TEST_F(NetConfigTest, LoadContractAndUnloadedObject) {
     writeFile(file, xmlDecl() + "<ZRNetClientSettings/>\n");
     ASSERT_TRUE(config.load(file.c_str()));
     EXPECT_FALSE(config.getSettings(settings));
-    settings.servers.add(ZRServer(String("h")));
     EXPECT_FALSE(config.setSettings(settings));
     EXPECT_EQ(xmlDecl() + "<ZRNetClientSettings/>\n", readFile(file));
 }
 
-TEST_F(NetConfigTest, ProxyText) {
-    NetSettings s = read(network(" proxy=\"10.0.0.1\""));
-    EXPECT_STREQ("10.0.0.1", s.proxyserver.c_str());
-    EXPECT_EQ(0, s.proxyport);
-    s = read(network(" proxy=\"10.0.0.1:8080\""));
-    EXPECT_STREQ("10.0.0.1", s.proxyserver.c_str());
-    EXPECT_EQ(8080, s.proxyport);
-    s = read(network(" proxy=\"10.0.0.1:x\""));
-    EXPECT_STREQ("10.0.0.1:x", s.proxyserver.c_str());
-    EXPECT_EQ(0, s.proxyport);
-    s = read(network(" proxy=\"\""));
-    EXPECT_STREQ("", s.proxyserver.c_str());
-    EXPECT_EQ(0, s.proxyport);
-}
+TEST_F(NetConfigTest, ReadsEveryFieldWithItsDefaultsAndOddValues) {
+    const std::pair<std::string, std::string> cases[] = {
+        {"", "https proxy 0 :0 / user / timeout 0 mac  servers a.example saved"},
+        {" TYPE=\"http\" isusingproxy=\"1\" timeout=\"abc\" Mac=\"00:11:22\"",
+         "http proxy 1 :0 / user / timeout 0 mac 00:11:22 servers a.example saved"},
+        {" timeout=\"45\" proxy=\"10.0.0.1\"",
+         "https proxy 0 10.0.0.1:0 / user / timeout 45 mac  servers a.example saved"},
+        {" proxy=\"10.0.0.1:8080\"",
+         "https proxy 0 10.0.0.1:8080 / user / timeout 0 mac  servers a.example saved"},
+        {" proxy=\"10.0.0.1:x\"",
+         "https proxy 0 10.0.0.1:x:0 / user / timeout 0 mac  servers a.example saved"},
+        // Credentials are "user:password" in Base64; without a colon nothing is set.
+        {" proxyuser=\"" + encoded("alice") + "\" user=\"" + encoded(":pw") + "\"",
+         "https proxy 0 :0 / user / timeout 0 mac  servers a.example saved"},
+        {" proxyuser=\"" + encoded("bob:se:cret") + "\" user=\"" + encoded("carol:") + "\"",
+         "https proxy 0 :0 bob/se:cret user carol/ timeout 0 mac  servers a.example saved"},
+        {" proxyuser=\"%%%\" user=\"abc\"",
+         "https proxy 0 :0 / user / timeout 0 mac  servers a.example saved"},
+    };
+    for (const auto& c : cases) EXPECT_EQ(c.second, read(network(c.first))) << c.first;
 
-TEST_F(NetConfigTest, DefaultsAndOddValues) {
-    NetSettings s = read(network(""));
-    EXPECT_STREQ("https", s.type.c_str());
-    EXPECT_STREQ("0", s.isUsingProxy.c_str());
-    EXPECT_EQ(0, s.timeout);
-    ASSERT_EQ(1, s.servers.size());
-    EXPECT_STREQ("a.example", s.servers.elementAt(0).host.c_str());
-    EXPECT_EQ(0, s.savedServers.size());
-
-    s = read(network(" TYPE=\"http\" isusingproxy=\"1\" timeout=\"abc\" Mac=\"00:11:22\""));
-    EXPECT_STREQ("http", s.type.c_str());
-    EXPECT_STREQ("1", s.isUsingProxy.c_str());
-    EXPECT_EQ(0, s.timeout);
-    EXPECT_STREQ("00:11:22", s.mac.c_str());
-
-    s = read(network(" timeout=\"45\""));
-    EXPECT_EQ(45, s.timeout);
+    // Hosts come from any child with a host attribute, in order.
+    EXPECT_EQ("https proxy 0 :0 / user / timeout 0 mac  servers one two saved old",
+              read(xmlDecl() +
+                   "<ZRNetClientSettings>\n<ServerList>\n<Server host=\"one\"/>\n<Server/>\n"
+                   "<Mirror HOST=\"two\"/>\n</ServerList>\n<OriginalServerList>\n"
+                   "<Server host=\"old\"/>\n</OriginalServerList>\n</ZRNetClientSettings>\n"));
 
     // An empty mac attribute leaves the caller's value alone.
     writeFile(file, network(" mac=\"\""));
@@ -110,40 +105,6 @@ TEST_F(NetConfigTest, DefaultsAndOddValues) {
     kept.mac = "keep";
     ASSERT_TRUE(config.getSettings(kept));
     EXPECT_STREQ("keep", kept.mac.c_str());
-}
-
-TEST_F(NetConfigTest, Credentials) {
-    NetSettings s =
-        read(network(" proxyuser=\"" + encoded("alice") + "\" user=\"" + encoded(":pw") + "\""));
-    EXPECT_STREQ("", s.proxyuser.c_str());
-    EXPECT_STREQ("", s.proxypass.c_str());
-    EXPECT_STREQ("", s.user.c_str());
-    EXPECT_STREQ("", s.password.c_str());
-
-    s = read(network(" proxyuser=\"" + encoded("bob:se:cret") + "\" user=\"" + encoded("carol:") +
-                     "\""));
-    EXPECT_STREQ("bob", s.proxyuser.c_str());
-    EXPECT_STREQ("se:cret", s.proxypass.c_str());
-    EXPECT_STREQ("carol", s.user.c_str());
-    EXPECT_STREQ("", s.password.c_str());
-
-    // Text that is not Base64 sets nothing and does not crash.
-    s = read(network(" proxyuser=\"%%%\" user=\"abc\""));
-    EXPECT_STREQ("", s.proxyuser.c_str());
-    EXPECT_STREQ("", s.user.c_str());
-}
-
-TEST_F(NetConfigTest, ServerLists) {
-    NetSettings s =
-        read(xmlDecl() +
-             "<ZRNetClientSettings>\n<ServerList>\n<Server host=\"one\"/>\n<Server/>\n"
-             "<Mirror HOST=\"two\"/>\n</ServerList>\n<OriginalServerList>\n<Server host=\"old\"/>\n"
-             "</OriginalServerList>\n</ZRNetClientSettings>\n");
-    ASSERT_EQ(2, s.servers.size());
-    EXPECT_STREQ("one", s.servers.elementAt(0).host.c_str());
-    EXPECT_STREQ("two", s.servers.elementAt(1).host.c_str());
-    ASSERT_EQ(1, s.savedServers.size());
-    EXPECT_STREQ("old", s.savedServers.elementAt(0).host.c_str());
 }
 
 TEST_F(NetConfigTest, WritesTheExactTextAndReadsItBack) {
@@ -180,17 +141,10 @@ TEST_F(NetConfigTest, WritesTheExactTextAndReadsItBack) {
 
     NetSettings out;
     ASSERT_TRUE(config.getSettings(out));
-    EXPECT_STREQ("https", out.type.c_str());
-    EXPECT_STREQ("proxy.local", out.proxyserver.c_str());
-    EXPECT_EQ(3128, out.proxyport);
-    EXPECT_STREQ("bob", out.proxyuser.c_str());
-    EXPECT_STREQ("secret", out.proxypass.c_str());
-    EXPECT_STREQ("web", out.user.c_str());
-    EXPECT_STREQ("pw", out.password.c_str());
-    EXPECT_EQ(30, out.timeout);
-    ASSERT_EQ(2, out.servers.size());
-    EXPECT_STREQ("s2.example:8443", out.servers.elementAt(1).host.c_str());
-    EXPECT_EQ(0, out.savedServers.size());
+    EXPECT_EQ(
+        "https proxy 1 proxy.local:3128 bob/secret user web/pw timeout 30 "
+        "mac 00:16:3e:00:00:01 servers s1.example s2.example:8443 saved",
+        summary(out));
 
     // Writing again replaces both lists rather than adding to them; empty
     // fields take their written defaults.
@@ -223,21 +177,23 @@ TEST_F(NetConfigTest, WritesTheExactTextAndReadsItBack) {
 }
 
 TEST_F(NetConfigTest, ServerCertificate) {
+    auto param = [](const char* name, const std::string& value) {
+        return std::string("<Param name=\"") + name + "\" value=\"" + value + "\"/>\n";
+    };
+    auto document = [](const std::string& params) {
+        return network("", "<ServerVerify>\n" + params + "</ServerVerify>\n");
+    };
+    auto verifying = [&](const char* name) {
+        ServerVerify v;
+        v.certDir = dir.path().c_str();
+        v.certFile = name;
+        return v;
+    };
     std::string cert = dir.file("ca.pem");
     writeFile(cert, "certificate");
-    writeFile(file, network("",
-                            "<ServerVerify>\n"
-                            "<Param name=\"other\" value=\"" +
-                                cert +
-                                "\"/>\n"
-                                "<Param name=\"ssl.server.cert\" value=\"\"/>\n"
-                                "<Param name=\"SSL.Server.Cert\" value=\"" +
-                                dir.file("gone.pem") +
-                                "\"/>\n"
-                                "<Param NAME=\"ssl.server.cert\" VALUE=\"" +
-                                cert +
-                                "\"/>\n"
-                                "</ServerVerify>\n"));
+    writeFile(file, document(param("other", cert) + param("ssl.server.cert", "") +
+                             param("SSL.Server.Cert", dir.file("gone.pem")) +
+                             "<Param NAME=\"ssl.server.cert\" VALUE=\"" + cert + "\"/>\n"));
     ZRNetConfig config;
     ASSERT_TRUE(config.load(file.c_str()));
     ServerVerify verify;
@@ -247,21 +203,12 @@ TEST_F(NetConfigTest, ServerCertificate) {
     EXPECT_EQ(cert, verify.certFile.c_str());
 
     // Setting names a file that must exist, joined from folder and name.
-    ServerVerify absent;
-    absent.certDir = dir.path().c_str();
-    absent.certFile = "gone.pem";
-    EXPECT_FALSE(config.setServerVerify(absent));
+    EXPECT_FALSE(config.setServerVerify(verifying("gone.pem")));
     EXPECT_FALSE(config.setServerVerify(ServerVerify()));
-
     std::string other = dir.file("other.pem");
     writeFile(other, "other");
-    ServerVerify next;
-    next.certDir = dir.path().c_str();
-    next.certFile = "other.pem";
-    ASSERT_TRUE(config.setServerVerify(next));
-    EXPECT_EQ(network("", "<ServerVerify>\n<Param name=\"ssl.server.cert\" value=\"" + other +
-                              "\"/>\n</ServerVerify>\n"),
-              readFile(file));
+    ASSERT_TRUE(config.setServerVerify(verifying("other.pem")));
+    EXPECT_EQ(document(param("ssl.server.cert", other)), readFile(file));
     ASSERT_TRUE(config.getServerVerify(verify));
     EXPECT_EQ(other, verify.certFile.c_str());
 
@@ -273,11 +220,8 @@ TEST_F(NetConfigTest, ServerCertificate) {
     // Without a ServerVerify element one is created under the root.
     writeFile(file, network(""));
     ASSERT_TRUE(config.load(file.c_str()));
-    next.certFile = "ca.pem";
-    ASSERT_TRUE(config.setServerVerify(next));
-    EXPECT_EQ(network("", "<ServerVerify>\n<Param name=\"ssl.server.cert\" value=\"" + cert +
-                              "\"/>\n</ServerVerify>\n"),
-              readFile(file));
+    ASSERT_TRUE(config.setServerVerify(verifying("ca.pem")));
+    EXPECT_EQ(document(param("ssl.server.cert", cert)), readFile(file));
 }
 
 TEST_F(NetConfigTest, DefaultDocument) {
@@ -294,14 +238,9 @@ TEST_F(NetConfigTest, DefaultDocument) {
               readFile(file));
     EXPECT_EQ(readFile(file), defaultNetworkText().c_str());
 
-    ZRNetConfig config;
-    ASSERT_TRUE(config.load(file.c_str()));
-    NetSettings s;
-    ASSERT_TRUE(config.getSettings(s));
-    EXPECT_EQ(180, s.timeout);
-    EXPECT_STREQ("https", s.type.c_str());
-    ASSERT_EQ(1, s.servers.size());
-    EXPECT_STREQ(ZRNetConfig::DEFAULT_SERVER_HOST, s.servers.elementAt(0).host.c_str());
+    EXPECT_EQ(std::string("https proxy 0 :0 / user / timeout 180 mac  servers ") +
+                  ZRNetConfig::DEFAULT_SERVER_HOST + " saved",
+              read(readFile(file)));
 
     EXPECT_EQ(-1, createDefaultNetwork(""));
     EXPECT_EQ(-1, createDefaultNetwork(dir.file("no/folder/zr-network").c_str()));

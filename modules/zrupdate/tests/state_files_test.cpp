@@ -22,14 +22,39 @@ ZRPartialFileInfo partial(long id, const char* url, const char* path, long size,
     return info;
 }
 
+// "id url path size actualSize" of every entry, one per line.
+std::string listed(ZRUpdateStore& store) {
+    Vector<ZRPartialFileInfo> entries;
+    entries.add(partial(1, "stale", "", 0, 0));
+    std::string out = std::to_string(store.getPartialFiles(entries));
+    out += ":";
+    for (int i = 0; i < entries.size(); ++i) {
+        const ZRPartialFileInfo& e = entries[i];
+        out += std::string(" ") + std::to_string(e.productID) + " " + e.url.c_str() + " " +
+               e.path.c_str() + " " + std::to_string(e.size) + " " + std::to_string(e.actualSize) +
+               ";";
+    }
+    return out;
+}
+
+std::string limits(ZRUpdateStore& store) {
+    SizeLimit limit;
+    limit.minSize = 77;
+    limit.ids.add(3);
+    std::string out = std::to_string(store.getSizeLimit(limit));
+    out += " " + std::to_string(limit.minSize) + ":";
+    for (int i = 0; i < limit.ids.size(); ++i) out += " " + std::to_string(limit.ids[i]);
+    return out;
+}
+
 class StateFilesTest : public ::testing::Test {
 protected:
     ScratchDir dir;
     std::string partialFiles = dir.file("zr-partial-files");
+    std::string delay = dir.file("zr-delay-packages");
 };
 
 TEST_F(StateFilesTest, DefaultDocumentsHoldOnlyTheirEmptyRoot) {
-    std::string delay = dir.file("zr-delay-packages");
     ASSERT_EQ(0, createDefaultDelayPackages(delay.c_str()));
     EXPECT_EQ(xmlDecl() + "<PackageInfoList/>\n", readFile(delay));
     ASSERT_EQ(0, createDefaultPartialFiles(partialFiles.c_str()));
@@ -63,19 +88,12 @@ TEST_F(StateFilesTest, StoringTwiceKeepsOneEntryAtTheEnd) {
                   "size=\"3000\" actualSize=\"300\"/>\n"
                   "</PartialFiles>\n",
               readFile(partialFiles));
-
-    Vector<ZRPartialFileInfo> entries;
-    entries.add(partial(1, "", "", 0, 0));
-    ASSERT_EQ(2, store.getPartialFiles(entries));
-    ASSERT_EQ(2, entries.size());  // cleared first
-    EXPECT_EQ(6, entries.elementAt(0).productID);
-    EXPECT_EQ(5, entries.elementAt(1).productID);
+    EXPECT_EQ("2: 6 /pkg/b.zip /tmp/w/b.zip 2000 20; 5 /pkg/c.zip /tmp/w/c.zip 3000 300;",
+              listed(store));
 
     ZRPartialFileInfo found;
     ASSERT_TRUE(store.findPartialFile(5, found));
     EXPECT_STREQ("/pkg/c.zip", found.url.c_str());
-    EXPECT_STREQ("/tmp/w/c.zip", found.path.c_str());
-    EXPECT_EQ(3000, found.size);
     EXPECT_EQ(300, found.actualSize);
     EXPECT_FALSE(store.findPartialFile(7, found));
 
@@ -86,7 +104,7 @@ TEST_F(StateFilesTest, StoringTwiceKeepsOneEntryAtTheEnd) {
     ASSERT_TRUE(store.removePartialFile(6));
     ASSERT_TRUE(store.removePartialFile(5));
     EXPECT_EQ(xmlDecl() + "<PartialFiles/>\n", readFile(partialFiles));
-    EXPECT_EQ(0, store.getPartialFiles(entries));
+    EXPECT_EQ("0:", listed(store));
 }
 
 TEST_F(StateFilesTest, MissingOrBrokenNumbersReadAsMinusOne) {
@@ -98,34 +116,20 @@ TEST_F(StateFilesTest, MissingOrBrokenNumbersReadAsMinusOne) {
                                 "</PartialFiles>\n");
     ZRUpdateStore store;
     ASSERT_TRUE(store.load(partialFiles.c_str()));
-    Vector<ZRPartialFileInfo> entries;
-    ASSERT_EQ(3, store.getPartialFiles(entries));
-    EXPECT_EQ(5, entries.elementAt(0).productID);
-    EXPECT_EQ(-1, entries.elementAt(0).size);
-    EXPECT_EQ(7, entries.elementAt(0).actualSize);
-    EXPECT_STREQ("", entries.elementAt(0).path.c_str());
-    EXPECT_EQ(6, entries.elementAt(1).productID);
-    EXPECT_EQ(-1, entries.elementAt(1).size);
-    EXPECT_STREQ("p", entries.elementAt(1).path.c_str());
-    EXPECT_EQ(-1, entries.elementAt(2).productID);
-    EXPECT_STREQ("", entries.elementAt(2).url.c_str());
-
+    EXPECT_EQ("3: 5 u  -1 7; 6  p -1 -1; -1   -1 -1;", listed(store));
     // The entry whose name differs in case is still the one removed by id.
     ASSERT_TRUE(store.removePartialFile(6));
-    ASSERT_EQ(2, store.getPartialFiles(entries));
-    EXPECT_EQ(-1, entries.elementAt(1).productID);
+    EXPECT_EQ("2: 5 u  -1 7; -1   -1 -1;", listed(store));
 }
 
-TEST_F(StateFilesTest, NothingLoadedMeansNoPartialFiles) {
+TEST_F(StateFilesTest, NothingLoadedOrABrokenDocumentMeansNoPartialFiles) {
     ZRUpdateStore store;
-    Vector<ZRPartialFileInfo> entries;
-    entries.add(partial(1, "", "", 0, 0));
-    EXPECT_EQ(-1, store.getPartialFiles(entries));
-    EXPECT_EQ(0, entries.size());
+    EXPECT_EQ("-1:", listed(store));
     ZRPartialFileInfo found;
     EXPECT_FALSE(store.findPartialFile(1, found));
     EXPECT_FALSE(store.removePartialFile(1));
     EXPECT_FALSE(store.putPartialFile(1, partial(1, "u", "p", 1, 1)));
+    EXPECT_EQ("0 0:", limits(store));
 
     writeFile(partialFiles, "<PartialFiles>");
     EXPECT_FALSE(store.load(partialFiles.c_str()));
@@ -134,41 +138,21 @@ TEST_F(StateFilesTest, NothingLoadedMeansNoPartialFiles) {
 }
 
 TEST_F(StateFilesTest, SizeLimits) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"<SizeLimit>\n<Product id=\"5\"/>\n<Note/>\n<Other ID=\"9\"/>\n</SizeLimit>\n",
+         "1 0: 5 9"},
+        {"<SizeLimit MinSize=\"1048576\">\n<P id=\"x\"/>\n<P id=\"12\"/>\n</SizeLimit>\n",
+         "1 1048576: 12"},
+        // Another document: no limits, but a loaded one.
+        {"<Settings MinSize=\"5\"/>\n", "1 0:"},
+    };
     std::string config = dir.file("zr-partial-config");
     ZRUpdateStore store;
-    SizeLimit limit;
-    limit.minSize = 77;
-    limit.ids.add(3);
-    EXPECT_FALSE(store.getSizeLimit(limit));
-    EXPECT_EQ(0, limit.minSize);
-    EXPECT_EQ(0, limit.ids.size());
-
-    writeFile(config, xmlDecl() +
-                          "<SizeLimit>\n<Product id=\"5\"/>\n<Note/>\n<Other ID=\"9\"/>\n"
-                          "</SizeLimit>\n");
-    ASSERT_TRUE(store.load(config.c_str()));
-    ASSERT_TRUE(store.getSizeLimit(limit));
-    EXPECT_EQ(0, limit.minSize);
-    ASSERT_EQ(2, limit.ids.size());
-    EXPECT_EQ(5, limit.ids.elementAt(0));
-    EXPECT_EQ(9, limit.ids.elementAt(1));
-
-    writeFile(config, xmlDecl() +
-                          "<SizeLimit MinSize=\"1048576\">\n<P id=\"x\"/>\n"
-                          "<P id=\"12\"/>\n</SizeLimit>\n");
-    ASSERT_TRUE(store.load(config.c_str()));
-    ASSERT_TRUE(store.getSizeLimit(limit));
-    EXPECT_EQ(1048576, limit.minSize);
-    ASSERT_EQ(1, limit.ids.size());
-    EXPECT_EQ(12, limit.ids.elementAt(0));
-
-    // Another document: no limits, but a loaded one.
-    writeFile(config, xmlDecl() + "<Settings MinSize=\"5\"/>\n");
-    ASSERT_TRUE(store.load(config.c_str()));
-    limit.ids.add(1);
-    EXPECT_TRUE(store.getSizeLimit(limit));
-    EXPECT_EQ(0, limit.minSize);
-    EXPECT_EQ(0, limit.ids.size());
+    for (const auto& c : cases) {
+        writeFile(config, xmlDecl() + c.first);
+        ASSERT_TRUE(store.load(config.c_str()));
+        EXPECT_EQ(c.second, limits(store)) << c.first;
+    }
 }
 
 ZRPackageInfo package(long id, const char* version) {
@@ -195,7 +179,6 @@ ZRPackageInfo package(long id, const char* version) {
 }
 
 TEST_F(StateFilesTest, PackageListDocumentsLeaveOutDroppedEntries) {
-    std::string delay = dir.file("zr-delay-packages");
     Vector<ZRPackageInfo> list;
     list.add(package(-1, "1.0"));
     list.add(package(7, "7.2"));
@@ -221,7 +204,6 @@ TEST_F(StateFilesTest, PackageListDocumentsLeaveOutDroppedEntries) {
     Vector<ZRPackageInfo> read;
     ASSERT_EQ(1, doc.getPackageList(read, true));
     EXPECT_EQ(7, read.elementAt(0).product.id);
-    EXPECT_EQ(-1, read.elementAt(0).runResult);
 
     // Nothing left: the empty list element, not an empty file.
     list.removeAt(1);

@@ -129,9 +129,11 @@ TEST_F(FailingDiskTest, FullDiskKeepsThePreviousInventory) {
     EXPECT_TRUE(store.findProduct(1000, found));
 
     // Replacing (remove and add in one document) fails as a whole: the old
-    // record is not lost.
+    // record is not lost, neither on file nor in memory.
     EXPECT_FALSE(store.replaceProduct(1000, bigProduct(1000)));
+    EXPECT_FALSE(store.putProduct(bigProduct(1000)));
     EXPECT_EQ(INVENTORY, readFile(file));
+    EXPECT_TRUE(store.findProduct(1000, found));
 
     // Once there is room again the same change goes through.
     freeDisk();

@@ -53,6 +53,22 @@ ZRProduct product(long id, const char* name, const ZRVersionInfo& version) {
     return p;
 }
 
+// Every field of a product in one line, to compare a whole record at once.
+std::string summary(const ZRProduct& p) {
+    const ZRProductInfo& i = p.info;
+    return std::to_string(i.id) + " " + i.name.c_str() + "|" + i.desc.c_str() + "|" +
+           i.installPath.c_str() + "|" + i.serialNo.c_str() + "|" + i.parent.c_str() + "|" +
+           i.langCode.c_str() + "|" + i.OEM.c_str() + " " + (p.version.numeric ? "n " : "t ") +
+           p.version.toString().c_str();
+}
+
+std::string listed(ZRUpdateStore& store) {
+    Vector<ZRProduct> products;
+    std::string out = std::to_string(store.getProducts(products));
+    for (int i = 0; i < products.size(); ++i) out += "; " + summary(products[i]);
+    return out;
+}
+
 class InventoryStoreTest : public ::testing::Test {
 protected:
     ScratchDir dir;
@@ -106,29 +122,19 @@ TEST_F(InventoryStoreTest, ReadsProductsWithBothVersionForms) {
     products.add(product(1, "Already", ZRVersionInfo()));
     ASSERT_EQ(2, store.getProducts(products));
     ASSERT_EQ(3, products.size());  // appended after what was there
-
-    const ZRProduct& updater = products.elementAt(1);
-    EXPECT_EQ(1000, updater.info.id);
-    EXPECT_STREQ("Updater", updater.info.name.c_str());
-    EXPECT_STREQ("/opt/Orvanta/ZRUpdate", updater.info.installPath.c_str());
-    EXPECT_TRUE(updater.version.numeric);
-    EXPECT_STREQ("1.0.0.0", updater.version.version.c_str());
-    EXPECT_STREQ("beta released on 2003/12/31", updater.version.desc.c_str());
-
-    const ZRProduct& scanner = products.elementAt(2);
-    EXPECT_EQ(7, scanner.info.id);
-    EXPECT_STREQ("SN-7", scanner.info.serialNo.c_str());
-    EXPECT_STREQ("1000", scanner.info.parent.c_str());
-    EXPECT_STREQ("en", scanner.info.langCode.c_str());
-    EXPECT_STREQ("acme", scanner.info.OEM.c_str());
-    EXPECT_FALSE(scanner.version.numeric);
-    EXPECT_STREQ("7.1 build 12", scanner.version.version.c_str());
-    EXPECT_EQ(0, scanner.version.major);
-    EXPECT_EQ(0, scanner.version.buildNum);
+    EXPECT_EQ(
+        "1000 Updater|Orvanta Updater|/opt/Orvanta/ZRUpdate|||| n "
+        "1.0.0.0,beta,beta released on 2003/12/31",
+        summary(products[1]));
+    EXPECT_EQ(
+        "7 Scanner|Orvanta Scanner|/opt/Orvanta/Scanner|SN-7|1000|en|acme t "
+        "7.1 build 12,field release",
+        summary(products[2]));
+    EXPECT_EQ(0, products[2].version.major + products[2].version.buildNum);
 
     ZRProduct found;
     EXPECT_TRUE(store.findProduct(7, found));
-    EXPECT_STREQ("Scanner", found.info.name.c_str());
+    EXPECT_EQ(summary(products[2]), summary(found));
     EXPECT_FALSE(store.findProduct(8, found));
 }
 
@@ -148,39 +154,38 @@ TEST_F(InventoryStoreTest, InventoryAsTopElementWithChildrenInAnyOrder) {
                           "</InstalledProduct>\n"
                           "</Products>\n"
                           "</Inventory>\n");
-    Vector<ZRProduct> products;
-    ASSERT_EQ(1, store.getProducts(products));
-    EXPECT_EQ(12, products.elementAt(0).info.id);
-    EXPECT_STREQ("Mail", products.elementAt(0).info.name.c_str());
-    EXPECT_STREQ("", products.elementAt(0).info.installPath.c_str());
-    EXPECT_STREQ("3.4.0.9", products.elementAt(0).version.version.c_str());
-
+    EXPECT_EQ("1; 12 Mail|||||| n 3.4.0.9", listed(store));
     PlatformRecord platform;
     ASSERT_TRUE(store.getPlatformInfo(platform));
-    EXPECT_STREQ("SunOS", platform.os.c_str());
-    EXPECT_STREQ("sparc", platform.arch.c_str());
-    EXPECT_STREQ("", platform.vendor.c_str());
+    EXPECT_EQ("SunOS||sparc|", std::string(platform.os.c_str()) + "|" + platform.vendor.c_str() +
+                                   "|" + platform.arch.c_str() + "|" + platform.version.c_str());
 
     // Adding and removing work on this shape too.
     ASSERT_TRUE(store.addProduct(product(13, "Web", ZRVersionInfo(String("1.1")))));
     ASSERT_TRUE(store.removeProduct(12));
-    products.clear();
-    ASSERT_EQ(1, store.getProducts(products));
-    EXPECT_EQ(13, products.elementAt(0).info.id);
+    EXPECT_EQ("1; 13 Web|Orvanta Web|/opt/Orvanta/Web|||| n 1.1.0.0", listed(store));
 }
 
-TEST_F(InventoryStoreTest, MissingOrEmptyProductList) {
+TEST_F(InventoryStoreTest, AMissingListOrABadNumberMakesTheListUnreadable) {
+    const std::string cases[] = {
+        xmlDecl() +
+            "<ZRUpdateClientSettings>\n<Inventory>\n</Inventory>\n"
+            "</ZRUpdateClientSettings>\n",
+        inventory(UPDATER_ELEMENT + "<InstalledProduct>\n<ProductInfo id=\"7x\" name=\"Bad\"/>\n"
+                                    "</InstalledProduct>\n")};
     ZRUpdateStore store(String(file.c_str()));
-    loadSample(store, xmlDecl() +
-                          "<ZRUpdateClientSettings>\n<Inventory>\n</Inventory>\n"
-                          "</ZRUpdateClientSettings>\n");
-    Vector<ZRProduct> products;
-    EXPECT_EQ(-1, store.getProducts(products));
-    EXPECT_FALSE(store.addProduct(product(1, "A", ZRVersionInfo(String("1.0")))));
-
+    for (const std::string& text : cases) {
+        loadSample(store, text);
+        // What the caller's list held stays, nothing read before the bad record joins it.
+        Vector<ZRProduct> kept;
+        kept.add(product(1, "Kept", ZRVersionInfo()));
+        EXPECT_EQ(-1, store.getProducts(kept));
+        EXPECT_EQ(1, kept.size());
+        EXPECT_FALSE(store.addProduct(product(5, "Five", ZRVersionInfo(String("1.0")))));
+        EXPECT_EQ(text, readFile(file));
+    }
     loadSample(store, inventory(""));
-    EXPECT_EQ(0, store.getProducts(products));
-    EXPECT_EQ(0, products.size());
+    EXPECT_EQ("0", listed(store));
 }
 
 TEST_F(InventoryStoreTest, AddWritesTheExactTextAndRefusesDuplicateIds) {
@@ -200,15 +205,13 @@ TEST_F(InventoryStoreTest, AddWritesTheExactTextAndRefusesDuplicateIds) {
 
     ZRProduct found;
     ASSERT_TRUE(store.findProduct(42, found));
-    EXPECT_STREQ("2.5.0.0", found.version.version.c_str());
-    EXPECT_TRUE(found.version.numeric);
+    EXPECT_EQ("42 Backup|Orvanta Backup|/opt/Orvanta/Backup|||| n 2.5.0.0", summary(found));
 
     // The same id again: refused, file untouched, list unchanged.
     EXPECT_FALSE(store.addProduct(product(42, "Other", ZRVersionInfo(String("9.9")))));
     EXPECT_FALSE(store.addProduct(product(7, "Other", ZRVersionInfo(String("9.9")))));
     EXPECT_EQ(added, readFile(file));
-    Vector<ZRProduct> products;
-    EXPECT_EQ(3, store.getProducts(products));
+    EXPECT_EQ('3', listed(store)[0]);
 
     // A text version is written as ExtVersionInfo.
     VersionInfo text(String("R2"), String("rc"), String("x"));
@@ -216,6 +219,14 @@ TEST_F(InventoryStoreTest, AddWritesTheExactTextAndRefusesDuplicateIds) {
     EXPECT_NE(std::string::npos,
               readFile(file).find("<ExtVersionInfo version=\"R2\" status=\"rc\" desc=\"x\"/>\n"
                                   "</InstalledProduct>\n</Products>\n"));
+
+    // Putting an existing id replaces the whole record and moves it to the end.
+    ASSERT_TRUE(store.putProduct(product(7, "Again", ZRVersionInfo(String("8.0")))));
+    const std::string all = listed(store);
+    EXPECT_EQ(all.substr(0, 8), "4; 1000 ");
+    EXPECT_EQ(all.substr(all.rfind("; ") + 2),
+              "7 Again|Orvanta Again|/opt/Orvanta/Again|||| n 8.0.0.0");
+    EXPECT_TRUE(store.putProduct(product(44, "New", ZRVersionInfo(String("1.0")))));
 }
 
 TEST_F(InventoryStoreTest, ValuesWithMarkupCharactersSurviveTheRoundTrip) {
@@ -256,14 +267,10 @@ TEST_F(InventoryStoreTest, RemoveTakesTheRightElementAndLeavesAnEmptyList) {
     loadSample(store);
     ASSERT_TRUE(store.removeProduct(1000));
     ASSERT_TRUE(store.removeProduct(7));
-    EXPECT_EQ(
-        xmlDecl() +
-            "<ZRUpdateClientSettings>\n<Inventory>\n"
-            "<PlatformInfo os=\"Linux\" vendor=\"RedHat\" arch=\"x86_64\" version=\"5.10\"/>\n"
-            "<Products/>\n</Inventory>\n</ZRUpdateClientSettings>\n",
-        readFile(file));
-    Vector<ZRProduct> products;
-    EXPECT_EQ(0, store.getProducts(products));
+    std::string empty = inventory("");
+    EXPECT_EQ(empty.replace(empty.find("<Products>\n</Products>"), 22, "<Products/>"),
+              readFile(file));
+    EXPECT_EQ("0", listed(store));
 }
 
 TEST_F(InventoryStoreTest, ReplaceKeepsRegistrationDataAndMovesTheProductToTheEnd) {
@@ -278,10 +285,7 @@ TEST_F(InventoryStoreTest, ReplaceKeepsRegistrationDataAndMovesTheProductToTheEn
     ZRProduct update = product(1000, "Updater", ZRVersionInfo(String("1.2.3")));
     update.info.desc = "Orvanta Updater";
     update.info.installPath = "/opt/Orvanta/ZRUpdate";
-    update.info.serialNo = "new-serial";
-    update.info.parent = "new-parent";
-    update.info.langCode = "de";
-    update.info.OEM = "other";
+    update.info.serialNo = update.info.parent = update.info.langCode = update.info.OEM = "new";
     ASSERT_TRUE(store.replaceProduct(1000, update));
 
     // Always the standard inventory, whatever was loaded before.
@@ -302,41 +306,19 @@ TEST_F(InventoryStoreTest, ReplaceKeepsRegistrationDataAndMovesTheProductToTheEn
     scanner.info.serialNo = "changed";
     scanner.info.parent = "changed";
     ASSERT_TRUE(store.replaceProduct(7, scanner));
-    Vector<ZRProduct> products;
-    ASSERT_EQ(2, store.getProducts(products));
-    EXPECT_EQ(1000, products.elementAt(0).info.id);
-    const ZRProduct& last = products.elementAt(1);
-    EXPECT_EQ(7, last.info.id);
-    EXPECT_STREQ("SN-7", last.info.serialNo.c_str());
-    EXPECT_STREQ("1000", last.info.parent.c_str());
-    EXPECT_STREQ("en", last.info.langCode.c_str());
-    EXPECT_STREQ("acme", last.info.OEM.c_str());
-    EXPECT_STREQ("7.2.0.0", last.version.version.c_str());
-
     // A product not yet in the inventory is simply added.
     ASSERT_TRUE(store.replaceProduct(8, product(8, "New", ZRVersionInfo(String("1.0")))));
-    products.clear();
-    ASSERT_EQ(3, store.getProducts(products));
-    EXPECT_EQ(8, products.elementAt(2).info.id);
+    EXPECT_EQ(
+        "3; 1000 Updater|Orvanta Updater|/opt/Orvanta/ZRUpdate|||| n 1.2.0.3; "
+        "7 Scanner|Orvanta Scanner|/opt/Orvanta/Scanner|SN-7|1000|en|acme n 7.2.0.0; "
+        "8 New|Orvanta New|/opt/Orvanta/New|||| n 1.0.0.0",
+        listed(store));
 
     // Without a standard inventory nothing can be replaced.
     ZRUpdateStore orphan(String(dir.file("absent").c_str()));
     ASSERT_TRUE(orphan.load(moduleFile.c_str()));
     EXPECT_FALSE(orphan.replaceProduct(7, scanner));
     EXPECT_EQ(moduleText, readFile(moduleFile));
-}
-
-TEST_F(InventoryStoreTest, ANumberThatDoesNotParseMakesTheListUnreadable) {
-    ZRUpdateStore store(String(file.c_str()));
-    const std::string text = inventory(
-        UPDATER_ELEMENT +
-        "<InstalledProduct>\n<ProductInfo id=\"7x\" name=\"Bad\"/>\n</InstalledProduct>\n");
-    loadSample(store, text);
-    Vector<ZRProduct> products;
-    EXPECT_EQ(-1, store.getProducts(products));
-    EXPECT_EQ(0, products.size());
-    EXPECT_FALSE(store.addProduct(product(5, "Five", ZRVersionInfo(String("1.0")))));
-    EXPECT_EQ(text, readFile(file));
 }
 
 TEST_F(InventoryStoreTest, BuildsTheUpdateRequestFromTheInventory) {

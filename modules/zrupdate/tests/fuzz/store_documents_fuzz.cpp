@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <string>
 
+#include "../StoreTestSupport.h"
 #include "ZRNetConfig.h"
 #include "ZRUpdateStore.h"
 
@@ -35,40 +36,34 @@ const char* scratchFile() {
 }
 
 void writeBytes(const std::string& path, const uint8_t* data, size_t size) {
-    FILE* out = std::fopen(path.c_str(), "wb");
-    if (out == nullptr) abort();
-    if (size > 0 && std::fwrite(data, 1, size, out) != size) abort();
-    std::fclose(out);
+    writeFile(path, std::string(reinterpret_cast<const char*>(data), size));
 }
 
-std::string readBytes(const std::string& path) {
-    std::string text;
-    FILE* in = std::fopen(path.c_str(), "rb");
-    if (in == nullptr) abort();
-    char buffer[4096];
-    size_t n;
-    while ((n = std::fread(buffer, 1, sizeof buffer, in)) > 0) text.append(buffer, n);
-    std::fclose(in);
-    return text;
+// Writes the fuzzed bytes as the scratch document and loads it into `store`.
+template <typename Store>
+bool loadBytes(Store& store, const uint8_t* data, size_t size) {
+    writeBytes(scratchFile(), data, size);
+    return store.load(scratchFile());
 }
 
-// After a change: a success leaves a document that loads again, a refusal
-// leaves the file untouched.
-void checkOutcome(bool changed, const std::string& before) {
+// Makes a change: a success leaves a document that loads again, a refusal
+// leaves the file untouched. Returns whether the change was made.
+template <typename Change>
+bool checkChange(Change change) {
     const std::string file = scratchFile();
-    if (changed) {
+    const std::string before = readFile(file);
+    if (change()) {
         ZRUpdateStore again;
         if (!again.load(file.c_str())) abort();
-    } else if (readBytes(file) != before) {
-        abort();
+        return true;
     }
+    if (readFile(file) != before) abort();
+    return false;
 }
 
 void exerciseInventory(const uint8_t* data, size_t size) {
-    const std::string file = scratchFile();
-    writeBytes(file, data, size);
-    ZRUpdateStore store{String(file.c_str())};
-    if (!store.load(file.c_str())) return;
+    ZRUpdateStore store{String(scratchFile())};
+    if (!loadBytes(store, data, size)) return;
     Vector<ZRProduct> products;
     store.getProducts(products);
     PlatformRecord platform;
@@ -81,19 +76,14 @@ void exerciseInventory(const uint8_t* data, size_t size) {
     p.info.id = 4242;
     p.info.name = "Fuzz & <Co>";
     p.version = ZRVersionInfo(String("1.2.3"));
-    std::string before = readBytes(file);
-    checkOutcome(store.addProduct(p), before);
-    before = readBytes(file);
-    checkOutcome(store.replaceProduct(p.info.id, p), before);
-    before = readBytes(file);
-    checkOutcome(store.removeProduct(4242), before);
+    checkChange([&] { return store.addProduct(p); });
+    checkChange([&] { return store.replaceProduct(p.info.id, p); });
+    checkChange([&] { return store.removeProduct(4242); });
 }
 
 void exercisePartialFiles(const uint8_t* data, size_t size) {
-    const std::string file = scratchFile();
-    writeBytes(file, data, size);
     ZRUpdateStore store;
-    if (!store.load(file.c_str())) return;
+    if (!loadBytes(store, data, size)) return;
     Vector<ZRPartialFileInfo> entries;
     store.getPartialFiles(entries);
     SizeLimit limit;
@@ -102,27 +92,20 @@ void exercisePartialFiles(const uint8_t* data, size_t size) {
     info.productID = 7;
     info.url = "/zr-download?path=a&b";
     info.size = -1;
-    std::string before = readBytes(file);
-    checkOutcome(store.putPartialFile(7, info), before);
-    before = readBytes(file);
-    checkOutcome(store.removePartialFile(7), before);
+    checkChange([&] { return store.putPartialFile(7, info); });
+    checkChange([&] { return store.removePartialFile(7); });
 }
 
 void exerciseNetwork(const uint8_t* data, size_t size) {
-    const std::string file = scratchFile();
-    writeBytes(file, data, size);
     ZRNetConfig config;
-    if (!config.load(file.c_str())) return;
+    if (!loadBytes(config, data, size)) return;
     NetSettings settings;
     ServerVerify verify;
     config.getServerVerify(verify);
     if (!config.getSettings(settings)) return;
     settings.servers.add(ZRServer(String("fuzz.example")));
     settings.proxyuser = "a\"b";
-    std::string before = readBytes(file);
-    bool changed = config.setSettings(settings);
-    checkOutcome(changed, before);
-    if (changed) {
+    if (checkChange([&] { return config.setSettings(settings); })) {
         NetSettings reread;
         if (!config.getSettings(reread) || !reread.proxyuser.equals("a\"b")) abort();
     }
