@@ -16,29 +16,9 @@
 #include <string>
 #include <vector>
 
+#include "TestScratch.h"
 #include "Exception.h"
 #include "String.h"
-
-// A fresh folder under /tmp, removed with everything in it at the end.
-class ScratchDir {
-  public:
-    ScratchDir() {
-        char pattern[] = "/tmp/zr-io-test-XXXXXX";
-        if (mkdtemp(pattern) == nullptr) throw std::runtime_error("mkdtemp failed");
-        path_ = pattern;
-    }
-    ~ScratchDir() { nftw(path_.c_str(), removeEntry, 16, FTW_DEPTH | FTW_PHYS); }
-    const std::string& path() const { return path_; }
-    std::string operator/(const std::string& name) const { return path_ + "/" + name; }
-
-  private:
-    static int removeEntry(const char* p, const struct stat*, int, struct FTW*) {
-        chmod(p, 0700);
-        remove(p);
-        return 0;
-    }
-    std::string path_;
-};
 
 inline std::string str(const String& s) {
     return std::string(s.c_str(), s.length());

@@ -13,53 +13,12 @@
 #include <stdexcept>
 #include <string>
 
+#include "TestScratch.h"
 #include "io/FileInputStream.h"
 #include "util/Log.h"
 #include "xml/XMLParser.h"
 #include "xml/XMLTree.h"
 
-// A fresh folder under /tmp, removed with everything in it at the end.
-class ScratchDir {
-public:
-    ScratchDir() {
-        char pattern[] = "/tmp/zr-test.XXXXXX";
-        if (mkdtemp(pattern) == nullptr) throw std::runtime_error("mkdtemp failed");
-        path_ = pattern;
-    }
-    ~ScratchDir() {
-        std::error_code ignored;
-        std::filesystem::remove_all(path_, ignored);
-    }
-    ScratchDir(const ScratchDir&) = delete;
-    ScratchDir& operator=(const ScratchDir&) = delete;
-
-    const std::string& path() const { return path_; }
-    std::string file(const std::string& name) const { return path_ + "/" + name; }
-    // The folder's own name, unique among concurrent test runs.
-    std::string name() const { return path_.substr(path_.rfind('/') + 1); }
-
-private:
-    std::string path_;
-};
-
-inline std::string readFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
-
-inline void writeFile(const std::string& path, const std::string& content) {
-    std::ofstream(path, std::ios::binary | std::ios::trunc) << content;
-}
-
-inline bool fileExists(const std::string& path) {
-    std::error_code ignored;
-    return std::filesystem::exists(path, ignored);
-}
-
-// A rotating log keeps lock files in the temporary folder, named after the
-// log file; tests give each log a unique name and remove them with this.
 inline void removeLogLocks(const std::string& logPath) {
     for (const char* suffix : {".lock", ".rlock"}) {
         std::remove(RotationFileLog::lockFilePath(String(logPath.c_str()), suffix).c_str());
