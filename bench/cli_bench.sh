@@ -15,10 +15,8 @@ build="${1:-$root/build/bench}"
 home="$build/scratch/home"
 conf="$home/conf"
 
-cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=Release -DZRUPDATE_TESTS=OFF \
-  -DZRUPDATE_HOME="$home" -DZRUPDATE_WORK_DIR="$build/scratch/work" \
-  -DZRUPDATE_DELAY_STATUS_FILE="$build/scratch/delay-packages" >/dev/null
-cmake --build "$build" -j2 --target ZRUpdate >/dev/null
+source "$root/bench/lib.sh"
+bench_build "$build" ZRUpdate
 bin="$build/modules/zrupdate/ZRUpdate"
 
 # inventory N: writes an inventory of N products to conf/zr-inventory.

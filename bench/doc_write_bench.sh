@@ -6,8 +6,8 @@ set -euo pipefail
 root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 build="${1:-$root/build/bench}"
 iterations="${2:-200}"
-cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=Release -DZRUPDATE_TESTS=OFF >/dev/null
-cmake --build "$build" -j2 --target doc_write_bench >/dev/null
+source "$root/bench/lib.sh"
+bench_build "$build" doc_write_bench
 shm="$(mktemp -d /dev/shm/zr-bench.XXXXXX)"
 disk="$(mktemp -d "$build/zr-bench.XXXXXX")"
 trap 'rm -rf "$shm" "$disk"' EXIT

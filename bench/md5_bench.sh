@@ -14,10 +14,8 @@ build=${1:-$top/build/bench}
 size_mib=${2:-256}
 repetitions=${3:-3}
 
-if [ ! -f "$build/CMakeCache.txt" ]; then
-    cmake -S "$top" -B "$build" -DCMAKE_BUILD_TYPE=Release -DZRUPDATE_TESTS=OFF >/dev/null
-fi
-cmake --build "$build" -j2 --target md5_bench >/dev/null
+source "$top/bench/lib.sh"
+bench_build "$build" md5_bench
 
 data=$(mktemp /tmp/zr-md5-bench.XXXXXX)
 trap 'rm -f "$data"' EXIT
