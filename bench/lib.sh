@@ -6,10 +6,8 @@ bench_build() {
   local build="$1"; shift
   local root
   root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
-  local scratch="$build/scratch"
   cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=Release -DZRUPDATE_TESTS=OFF \
-    -DZRUPDATE_HOME="$scratch/home" -DZRUPDATE_WORK_DIR="$scratch/work" \
-    -DZRUPDATE_DELAY_STATUS_FILE="$scratch/delay-packages" >/dev/null
+    -DZRUPDATE_SCRATCH="$build/scratch" >/dev/null
   local target
   for target in "$@"; do
     cmake --build "$build" -j2 --target "$target" >/dev/null

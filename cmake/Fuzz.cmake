@@ -20,3 +20,13 @@ function(zr_add_fuzz_target name source lib)
     add_test(NAME fuzz_replay_${name} COMMAND ${name} "${corpus}")
   endif()
 endfunction()
+
+# zr_add_fuzz_targets(<dir> <library>): every <dir>/*_fuzz.cpp, seeds in
+# <dir>/corpus/<name>/.
+function(zr_add_fuzz_targets dir lib)
+  file(GLOB sources CONFIGURE_DEPENDS "${dir}/*_fuzz.cpp")
+  foreach(src IN LISTS sources)
+    get_filename_component(name "${src}" NAME_WE)
+    zr_add_fuzz_target(${name} "${src}" ${lib})
+  endforeach()
+endfunction()

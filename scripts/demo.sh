@@ -10,9 +10,7 @@ bash "$root/scripts/deps.sh"
 
 cmake -S "$root" -B "$demo/build" -DCMAKE_BUILD_TYPE=Release -DZRUPDATE_TESTS=OFF \
   -DCMAKE_INSTALL_PREFIX="$demo/prefix" \
-  -DZRUPDATE_HOME="$demo/home" \
-  -DZRUPDATE_WORK_DIR="$demo/work" \
-  -DZRUPDATE_DELAY_STATUS_FILE="$demo/delay-packages" >/dev/null
+  -DZRUPDATE_SCRATCH="$demo" >/dev/null
 cmake --build "$demo/build" -j "$(nproc)" --target ZRUpdate zrupdate-init
 cmake --install "$demo/build"
 

@@ -21,9 +21,7 @@ fi
 CC=clang CXX=clang++ cmake -S "$root" -B "$build" \
   -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DZRUPDATE_FUZZ=ON -DZRUPDATE_SANITIZE=ON -DZRUPDATE_TESTS=ON \
-  -DZRUPDATE_HOME="$scratch/home" \
-  -DZRUPDATE_WORK_DIR="$scratch/work" \
-  -DZRUPDATE_DELAY_STATUS_FILE="$scratch/delay-packages" >/dev/null
+  -DZRUPDATE_SCRATCH="$scratch" >/dev/null
 
 status=0
 for src in "${sources[@]}"; do

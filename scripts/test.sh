@@ -16,9 +16,7 @@ run_build() {
   echo "=== $name build ==="
   cmake -S "$root" -B "$dir" \
     -DZRUPDATE_WERROR=ON \
-    -DZRUPDATE_HOME="$scratch/home" \
-    -DZRUPDATE_WORK_DIR="$scratch/work" \
-    -DZRUPDATE_DELAY_STATUS_FILE="$scratch/delay-packages" \
+    -DZRUPDATE_SCRATCH="$scratch" \
     "$@"
   cmake --build "$dir" -j "$jobs"
   ctest --test-dir "$dir" --output-on-failure -j "$jobs" --timeout 600
