@@ -49,6 +49,11 @@ enum class ProductForm { INVENTORY, REQUEST };
 bool writeProduct(XMLTree& tree, const String& path, int index, const ZRProduct& p,
                   ProductForm form, bool dependency);
 
+// Appends the version element of `version` to the root of `element` (a view
+// on the record that holds it): ZRVersionInfo with the four numbers, or
+// ExtVersionInfo with the free text, attributes in their written order.
+bool writeVersion(XMLTree& element, const ZRVersionInfo& version);
+
 // Sets os, vendor, arch and version, in this order, on the element at `path`.
 bool setPlatform(XMLTree& tree, const char* path, const PlatformRecord& platform);
 

@@ -12,9 +12,11 @@
 #include "xml/XMLTree.h"
 
 using ZRStoreXml::attribute;
+using ZRStoreXml::decimal;
 using ZRStoreXml::numberAttribute;
 using ZRStoreXml::readProductInfo;
 using ZRStoreXml::readVersion;
+using ZRStoreXml::writeVersion;
 
 namespace {
 
@@ -72,12 +74,6 @@ bool readPackage(const XMLNode& element, ZRPackageInfo& package) {
     return true;
 }
 
-String decimal(long n) {
-    String text;
-    text.append(n);
-    return text;
-}
-
 // Builds one PackageInfo element (the root of `element`, a view on it) with
 // its five children in the order readers and people expect.
 bool buildPackage(XMLTree& element, const ZRPackageInfo& p) {
@@ -96,21 +92,7 @@ bool buildPackage(XMLTree& element, const ZRPackageInfo& p) {
          element.setAttribute("/PlatformInfo", "vendor", p.vendor, -1) &&
          element.setAttribute("/PlatformInfo", "version", p.platformVersion, -1);
 
-    const ZRVersionInfo& v = p.version;
-    if (v.numeric) {
-        ok = ok && element.addNode("/", "ZRVersionInfo", -1) &&
-             element.setAttribute("/ZRVersionInfo", "major", decimal(v.major), -1) &&
-             element.setAttribute("/ZRVersionInfo", "minor", decimal(v.minor), -1) &&
-             element.setAttribute("/ZRVersionInfo", "patchLevel", decimal(v.patchLevel), -1) &&
-             element.setAttribute("/ZRVersionInfo", "buildNum", decimal(v.buildNum), -1) &&
-             element.setAttribute("/ZRVersionInfo", "status", v.status, -1) &&
-             element.setAttribute("/ZRVersionInfo", "desc", v.desc, -1);
-    } else {
-        ok = ok && element.addNode("/", "ExtVersionInfo", -1) &&
-             element.setAttribute("/ExtVersionInfo", "version", v.version, -1) &&
-             element.setAttribute("/ExtVersionInfo", "status", v.status, -1) &&
-             element.setAttribute("/ExtVersionInfo", "desc", v.desc, -1);
-    }
+    ok = ok && writeVersion(element, p.version);
 
     ok = ok && element.addNode("/", "DownloadInfo", -1) &&
          element.setAttribute("/DownloadInfo", "url", p.url, -1) &&
