@@ -122,6 +122,15 @@ bool writeVersion(XMLTree& t, const ZRVersionInfo& version) {
     return ok && setAttribute(t, "/ExtVersionInfo", "desc", version.desc);
 }
 
+void readServers(const XMLNode& list, Vector<ZRServer>& out) {
+    int count = list.getChildCount();
+    for (int i = 0; i < count; i++) {
+        std::unique_ptr<XMLNode> child(list.getChild(i));
+        String host;
+        if (child && child->getAttribute(String("host"), host)) out.add(ZRServer(host));
+    }
+}
+
 bool setPlatform(XMLTree& tree, const char* path, const PlatformRecord& platform) {
     bool ok = setAttribute(tree, path, "os", platform.os);
     ok = ok && setAttribute(tree, path, "vendor", platform.vendor);

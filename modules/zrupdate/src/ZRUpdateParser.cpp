@@ -15,6 +15,7 @@ using ZRStoreXml::attribute;
 using ZRStoreXml::decimal;
 using ZRStoreXml::numberAttribute;
 using ZRStoreXml::readProductInfo;
+using ZRStoreXml::readServers;
 using ZRStoreXml::readVersion;
 using ZRStoreXml::writeVersion;
 
@@ -167,12 +168,7 @@ int ZRUpdateParser::getServerList(Vector<ZRServer>& out) const {
     if (!loaded) return -1;
     std::unique_ptr<XMLNode> list(getTree()->getNode("/ServerList", -1));
     if (!list || !list->isValid()) return -1;
-    int count = list->getChildCount();
-    for (int i = 0; i < count; ++i) {
-        std::unique_ptr<XMLNode> child(list->getChild(i));
-        String host;
-        if (child && child->getAttribute("host", host)) out.add(ZRServer(host));
-    }
+    readServers(*list, out);
     return out.size();
 }
 
