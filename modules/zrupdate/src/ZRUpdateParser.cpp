@@ -25,13 +25,16 @@ namespace {
 // one with fewer is an incomplete record and is skipped.
 const int MIN_PACKAGE_CHILDREN = 5;
 
-// For the fields that are ints: a value outside their range is as unusable
+// For the numbers that are ints: a value outside their range is as unusable
 // as one that is not a number.
-int smallNumber(const XMLNode& node, const char* name) {
-    long value = numberAttribute(node, name, 0);
+int intValue(long value) {
     if (value < INT_MIN || value > INT_MAX)
         ZR_THROW(Exception, "invalid dec number", "ZRUpdateParser");
     return int(value);
+}
+
+int smallNumber(const XMLNode& node, const char* name) {
+    return intValue(numberAttribute(node, name, 0));
 }
 
 // Fills `package` from one PackageInfo element; false when the element has
@@ -151,10 +154,7 @@ int ZRUpdateParser::getResultCode() const {
     if (!loaded) return -1;
     String code;
     if (!getTree()->getAttribute("/Result", "code", code, -1) || code.isEmpty()) return -1;
-    long value = parseDecimal(code);
-    if (value < INT_MIN || value > INT_MAX)
-        ZR_THROW(Exception, "invalid dec number", "ZRUpdateParser");
-    return int(value);
+    return intValue(parseDecimal(code));
 }
 
 String ZRUpdateParser::getResultStatus() const {
