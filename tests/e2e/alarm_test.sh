@@ -8,7 +8,6 @@ command -v strace >/dev/null || { echo "SKIP: strace is not installed"; exit 0; 
 case "$ZRUPDATE_WORK_DIR" in
   /tmp/zrupdate|/) fail "refusing to clear the shared work directory $ZRUPDATE_WORK_DIR" ;;
 esac
-TRACED_ASAN="${ASAN_OPTIONS:-}${ASAN_OPTIONS:+:}detect_leaks=0"
 
 # alarm_at CALL ARGS...: delivers SIGALRM at the first CALL of the run.
 alarm_at() {

@@ -11,8 +11,6 @@ command -v strace >/dev/null || { echo "SKIP: strace is not installed"; exit 0; 
 CALLS=(open openat creat write pwrite64 ftruncate fsync fdatasync rename renameat renameat2)
 MAX_PER_CALL=${ZR_KILL_MAX:-80}
 START="$ZR_SCRATCH/start"
-# The leak checker of a sanitizer build cannot run under a tracer.
-TRACED_ASAN="${ASAN_OPTIONS:-}${ASAN_OPTIONS:+:}detect_leaks=0"
 
 # Each case: the file it changes and the command line that changes it.
 # When the kill came after the change was made, running the command again

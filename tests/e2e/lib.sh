@@ -14,7 +14,6 @@ esac
 
 CONF="$ZRUPDATE_HOME/conf"
 LOG="$ZRUPDATE_HOME/logs/zrupdate.log"
-TESTS_FAILED=0
 
 fail() {
   echo "FAIL: $*" >&2
@@ -125,6 +124,10 @@ run_cleanups() {
   rm -rf "$ZR_SCRATCH"
 }
 trap run_cleanups EXIT
+
+# Sanitizer options for runs under strace: the leak checker of a sanitizer
+# build cannot run under a tracer.
+TRACED_ASAN="${ASAN_OPTIONS:-}${ASAN_OPTIONS:+:}detect_leaks=0"
 
 USAGE_FIRST_LINE='Usage: ZRUpdate [options...]'
 TRY_HELP="try 'ZRUpdate --help' for more information

@@ -12,8 +12,10 @@
 #include "xml/XMLNode.h"
 #include "xml/XMLTree.h"
 
+using ZRStoreXml::appendChild;
 using ZRStoreXml::attribute;
 using ZRStoreXml::decimal;
+using ZRStoreXml::readServers;
 using ZRStoreXml::setAttribute;
 
 namespace {
@@ -54,16 +56,6 @@ void decodeCredentials(const String& encoded, String& user, String& password) {
     if (colon + 1 < plain.length()) password = plain.substring(colon + 1);
 }
 
-// Appends the host of every child that has a `host` attribute.
-void readServers(XMLNode& list, Vector<ZRServer>& out) {
-    int count = list.getChildCount();
-    for (int i = 0; i < count; i++) {
-        std::unique_ptr<XMLNode> child(list.getChild(i));
-        String host;
-        if (child && child->getAttribute(String("host"), host)) out.add(ZRServer(host));
-    }
-}
-
 void removeAllChildren(XMLTree& tree, const char* path, const char* name) {
     while (tree.removeNode(String(path), String(name), -1)) {
     }
@@ -84,10 +76,8 @@ bool appendServers(XMLTree& tree, const char* listPath, const Vector<ZRServer>& 
     String serverPath(listPath);
     serverPath.append("/Server");
     for (int i = 0; i < servers.size(); i++) {
-        std::unique_ptr<XMLNode> list(tree.getNode(String(listPath), -1));
-        if (!list) return false;
-        int position = list->getChildCount();
-        if (!tree.addNode(String(listPath), String("Server"), -1)) return false;
+        int position = appendChild(tree, String(listPath), "Server");
+        if (position < 0) return false;
         if (!tree.setAttribute(serverPath, String("host"), servers.elementAt(i).host, position)) {
             return false;
         }
@@ -228,13 +218,8 @@ bool ZRNetConfig::setServerVerify(const ServerVerify& in) {
     } else {
         removeAllChildren(*t, "/ServerVerify", "Param");
     }
-    std::unique_ptr<XMLNode> verify(ok ? t->getNode(String("/ServerVerify"), -1) : nullptr);
-    if (!verify) {
-        reload();
-        return false;
-    }
-    int position = verify->getChildCount();
-    ok = t->addNode(String("/ServerVerify"), String("Param"), -1);
+    int position = ok ? appendChild(*t, String("/ServerVerify"), "Param") : -1;
+    ok = position >= 0;
     ok = ok && setAttribute(*t, "/ServerVerify/Param", "name", String(CERT_PARAM), position);
     ok = ok && setAttribute(*t, "/ServerVerify/Param", "value", file, position);
     if (!ok) {

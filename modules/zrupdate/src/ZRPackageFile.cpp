@@ -1,12 +1,9 @@
 #include "ZRPackageFile.h"
 
-#include <memory>
-
 #include "Exception.h"
 #include "ZRStoreFile.h"
 #include "ZRUpdateParser.h"
 #include "io/StringOutputStream.h"
-#include "xml/XMLTree.h"
 
 int writePackageDocument(const Vector<ZRPackageInfo>& list, const String& path) {
     Vector<ZRPackageInfo> kept;
@@ -23,12 +20,11 @@ int writePackageDocument(const Vector<ZRPackageInfo>& list, const String& path) 
     if (kept.size() == 0) {
         // The list writer writes nothing for no packages; the state file
         // keeps its root element all the same.
-        std::unique_ptr<XMLTree> tree(XMLTree::create());
-        if (!tree || !tree->addNode(String(""), String("PackageInfoList"), -1)) {
+        text = ZRStoreFile::emptyDocumentText("PackageInfoList");
+        if (text.isEmpty()) {
             ZRStoreFile::logDebug(String("ZRUpdate: Cannot create default XML tree"));
             return -1;
         }
-        tree->toString(text);
     } else {
         StringOutputStream out;
         if (writePackageList(out, kept) < 0) return -1;

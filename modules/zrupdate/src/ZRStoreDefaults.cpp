@@ -16,20 +16,6 @@ using ZRStoreXml::ProductForm;
 using ZRStoreXml::setPlatform;
 using ZRStoreXml::writeProduct;
 
-namespace {
-
-// Writes a document holding only an empty root element.
-int createEmptyDocument(const char* path, const char* rootName) {
-    if (path == nullptr || *path == '\0') return -1;
-    std::unique_ptr<XMLTree> tree(XMLTree::create());
-    if (!tree) return -1;
-    if (!tree->addNode(String(""), String(rootName), -1)) return -1;
-    return ZRStoreFile::write(*tree, String(path), ZRStoreFile::failurePrefix(String(path))) ? 0
-                                                                                             : -1;
-}
-
-}  // namespace
-
 bool detectPlatform(PlatformRecord& out) {
     out = PlatformRecord();
     struct utsname system;
@@ -91,7 +77,8 @@ int createDefaultInventory() {
 }
 
 int createDefaultDelayPackages(const char* path) {
-    return createEmptyDocument(path, "PackageInfoList");
+    return ZRStoreFile::createDocument(
+        path, [] { return ZRStoreFile::emptyDocumentText("PackageInfoList"); }, nullptr);
 }
 
 int createDefaultDelayPackages() {
@@ -99,7 +86,8 @@ int createDefaultDelayPackages() {
 }
 
 int createDefaultPartialFiles(const char* path) {
-    return createEmptyDocument(path, "PartialFiles");
+    return ZRStoreFile::createDocument(
+        path, [] { return ZRStoreFile::emptyDocumentText("PartialFiles"); }, nullptr);
 }
 
 int createDefaultPartialFiles() {

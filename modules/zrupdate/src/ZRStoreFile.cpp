@@ -1,5 +1,7 @@
 #include "ZRStoreFile.h"
 
+#include <memory>
+
 #include "Exception.h"
 #include "ZRPaths.h"
 #include "ZRUpdateParser.h"
@@ -42,6 +44,13 @@ int createDocument(const char* path, String (*makeText)(), const char* failurePr
     String prefix =
         failurePrefix != nullptr ? String(failurePrefix) : ZRStoreFile::failurePrefix(String(path));
     return writeText(text, String(path), prefix) ? 0 : -1;
+}
+
+String emptyDocumentText(const char* rootName) {
+    String text;
+    std::unique_ptr<XMLTree> tree(XMLTree::create());
+    if (tree && tree->addNode(String(""), String(rootName), -1)) tree->toString(text);
+    return text;
 }
 
 String failurePrefix(const String& path) {

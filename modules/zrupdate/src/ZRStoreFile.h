@@ -34,6 +34,10 @@ bool writeText(const String& text, const String& path, const String& failurePref
 // that is null).
 int createDocument(const char* path, String (*makeText)(), const char* failurePrefix);
 
+// The text of a document holding only the empty root element `rootName`, or
+// "" when it cannot be made.
+String emptyDocumentText(const char* rootName);
+
 // "ZRUpdate: store " + the file's name + " failed: ", the start of the log
 // line that reports a failed write of that file.
 String failurePrefix(const String& path);

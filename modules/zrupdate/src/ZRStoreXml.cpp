@@ -91,7 +91,6 @@ bool writeProduct(XMLTree& tree, const String& path, int index, const ZRProduct&
     if (!element) return false;
     XMLTree& t = *element;
     const ZRProductInfo& info = p.info;
-    const ZRVersionInfo& version = p.version;
     bool ok = t.addNode(String("/"), String("ProductInfo"), -1);
     ok = ok && setAttribute(t, "/ProductInfo", "id", decimal(info.id));
     ok = ok && setAttribute(t, "/ProductInfo", "name", info.name);
@@ -104,21 +103,32 @@ bool writeProduct(XMLTree& tree, const String& path, int index, const ZRProduct&
     ok = ok && setAttribute(t, "/ProductInfo", "langCode", info.langCode);
     ok = ok && setAttribute(t, "/ProductInfo", "OEM", info.OEM);
     if (dependency) ok = ok && setAttribute(t, "/ProductInfo", "dependency", String("true"));
+    return ok && writeVersion(t, p.version);
+}
+
+bool writeVersion(XMLTree& t, const ZRVersionInfo& version) {
     if (version.numeric) {
-        ok = ok && t.addNode(String("/"), String("ZRVersionInfo"), -1);
+        bool ok = t.addNode(String("/"), String("ZRVersionInfo"), -1);
         ok = ok && setAttribute(t, "/ZRVersionInfo", "major", decimal(version.major));
         ok = ok && setAttribute(t, "/ZRVersionInfo", "minor", decimal(version.minor));
         ok = ok && setAttribute(t, "/ZRVersionInfo", "patchLevel", decimal(version.patchLevel));
         ok = ok && setAttribute(t, "/ZRVersionInfo", "buildNum", decimal(version.buildNum));
         ok = ok && setAttribute(t, "/ZRVersionInfo", "status", version.status);
-        ok = ok && setAttribute(t, "/ZRVersionInfo", "desc", version.desc);
-    } else {
-        ok = ok && t.addNode(String("/"), String("ExtVersionInfo"), -1);
-        ok = ok && setAttribute(t, "/ExtVersionInfo", "version", version.version);
-        ok = ok && setAttribute(t, "/ExtVersionInfo", "status", version.status);
-        ok = ok && setAttribute(t, "/ExtVersionInfo", "desc", version.desc);
+        return ok && setAttribute(t, "/ZRVersionInfo", "desc", version.desc);
     }
-    return ok;
+    bool ok = t.addNode(String("/"), String("ExtVersionInfo"), -1);
+    ok = ok && setAttribute(t, "/ExtVersionInfo", "version", version.version);
+    ok = ok && setAttribute(t, "/ExtVersionInfo", "status", version.status);
+    return ok && setAttribute(t, "/ExtVersionInfo", "desc", version.desc);
+}
+
+void readServers(const XMLNode& list, Vector<ZRServer>& out) {
+    int count = list.getChildCount();
+    for (int i = 0; i < count; i++) {
+        std::unique_ptr<XMLNode> child(list.getChild(i));
+        String host;
+        if (child && child->getAttribute(String("host"), host)) out.add(ZRServer(host));
+    }
 }
 
 bool setPlatform(XMLTree& tree, const char* path, const PlatformRecord& platform) {

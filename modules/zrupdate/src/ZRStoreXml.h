@@ -2,7 +2,9 @@
 #define ZR_STORE_XML_H
 
 #include "String.h"
+#include "Vector.h"
 #include "ZRProduct.h"
+#include "ZRServer.h"
 
 class XMLNode;
 class XMLTree;
@@ -48,6 +50,15 @@ enum class ProductForm { INVENTORY, REQUEST };
 // version element of `p`, attributes in their written order.
 bool writeProduct(XMLTree& tree, const String& path, int index, const ZRProduct& p,
                   ProductForm form, bool dependency);
+
+// Appends the version element of `version` to the root of `element` (a view
+// on the record that holds it): ZRVersionInfo with the four numbers, or
+// ExtVersionInfo with the free text, attributes in their written order.
+bool writeVersion(XMLTree& element, const ZRVersionInfo& version);
+
+// Appends a server for the host of every child of a server list element that
+// has a `host` attribute.
+void readServers(const XMLNode& list, Vector<ZRServer>& out);
 
 // Sets os, vendor, arch and version, in this order, on the element at `path`.
 bool setPlatform(XMLTree& tree, const char* path, const PlatformRecord& platform);

@@ -12,9 +12,12 @@
 #include "xml/XMLTree.h"
 
 using ZRStoreXml::attribute;
+using ZRStoreXml::decimal;
 using ZRStoreXml::numberAttribute;
 using ZRStoreXml::readProductInfo;
+using ZRStoreXml::readServers;
 using ZRStoreXml::readVersion;
+using ZRStoreXml::writeVersion;
 
 namespace {
 
@@ -22,13 +25,16 @@ namespace {
 // one with fewer is an incomplete record and is skipped.
 const int MIN_PACKAGE_CHILDREN = 5;
 
-// For the fields that are ints: a value outside their range is as unusable
+// For the numbers that are ints: a value outside their range is as unusable
 // as one that is not a number.
-int smallNumber(const XMLNode& node, const char* name) {
-    long value = numberAttribute(node, name, 0);
+int intValue(long value) {
     if (value < INT_MIN || value > INT_MAX)
         ZR_THROW(Exception, "invalid dec number", "ZRUpdateParser");
     return int(value);
+}
+
+int smallNumber(const XMLNode& node, const char* name) {
+    return intValue(numberAttribute(node, name, 0));
 }
 
 // Fills `package` from one PackageInfo element; false when the element has
@@ -72,12 +78,6 @@ bool readPackage(const XMLNode& element, ZRPackageInfo& package) {
     return true;
 }
 
-String decimal(long n) {
-    String text;
-    text.append(n);
-    return text;
-}
-
 // Builds one PackageInfo element (the root of `element`, a view on it) with
 // its five children in the order readers and people expect.
 bool buildPackage(XMLTree& element, const ZRPackageInfo& p) {
@@ -96,21 +96,7 @@ bool buildPackage(XMLTree& element, const ZRPackageInfo& p) {
          element.setAttribute("/PlatformInfo", "vendor", p.vendor, -1) &&
          element.setAttribute("/PlatformInfo", "version", p.platformVersion, -1);
 
-    const ZRVersionInfo& v = p.version;
-    if (v.numeric) {
-        ok = ok && element.addNode("/", "ZRVersionInfo", -1) &&
-             element.setAttribute("/ZRVersionInfo", "major", decimal(v.major), -1) &&
-             element.setAttribute("/ZRVersionInfo", "minor", decimal(v.minor), -1) &&
-             element.setAttribute("/ZRVersionInfo", "patchLevel", decimal(v.patchLevel), -1) &&
-             element.setAttribute("/ZRVersionInfo", "buildNum", decimal(v.buildNum), -1) &&
-             element.setAttribute("/ZRVersionInfo", "status", v.status, -1) &&
-             element.setAttribute("/ZRVersionInfo", "desc", v.desc, -1);
-    } else {
-        ok = ok && element.addNode("/", "ExtVersionInfo", -1) &&
-             element.setAttribute("/ExtVersionInfo", "version", v.version, -1) &&
-             element.setAttribute("/ExtVersionInfo", "status", v.status, -1) &&
-             element.setAttribute("/ExtVersionInfo", "desc", v.desc, -1);
-    }
+    ok = ok && writeVersion(element, p.version);
 
     ok = ok && element.addNode("/", "DownloadInfo", -1) &&
          element.setAttribute("/DownloadInfo", "url", p.url, -1) &&
@@ -168,10 +154,7 @@ int ZRUpdateParser::getResultCode() const {
     if (!loaded) return -1;
     String code;
     if (!getTree()->getAttribute("/Result", "code", code, -1) || code.isEmpty()) return -1;
-    long value = parseDecimal(code);
-    if (value < INT_MIN || value > INT_MAX)
-        ZR_THROW(Exception, "invalid dec number", "ZRUpdateParser");
-    return int(value);
+    return intValue(parseDecimal(code));
 }
 
 String ZRUpdateParser::getResultStatus() const {
@@ -185,12 +168,7 @@ int ZRUpdateParser::getServerList(Vector<ZRServer>& out) const {
     if (!loaded) return -1;
     std::unique_ptr<XMLNode> list(getTree()->getNode("/ServerList", -1));
     if (!list || !list->isValid()) return -1;
-    int count = list->getChildCount();
-    for (int i = 0; i < count; ++i) {
-        std::unique_ptr<XMLNode> child(list->getChild(i));
-        String host;
-        if (child && child->getAttribute("host", host)) out.add(ZRServer(host));
-    }
+    readServers(*list, out);
     return out.size();
 }
 
