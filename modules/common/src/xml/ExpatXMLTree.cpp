@@ -222,12 +222,17 @@ bool ExpatXMLTree::removeNode(const String& path, const String& childName, int i
         position = index;
     }
     if (position < 0) return false;
+    removeChildAt(parent, static_cast<size_t>(position));
+    return true;
+}
+
+void ExpatXMLTree::removeChildAt(Node* parent, size_t position) {
+    std::vector<Node*>& children = parent->children;
     Node* removed = children[position];
     if (removed == current) current = nullptr;
     children.erase(children.begin() + position);
     for (size_t i = position; i < children.size(); ++i) children[i]->index = static_cast<int>(i);
     destroy(removed);
-    return true;
 }
 
 bool ExpatXMLTree::removeNode(const String& path, const String& childName, const String& attrName,
@@ -241,7 +246,8 @@ bool ExpatXMLTree::removeNode(const String& path, const String& childName, const
         if (!child->name.equalsIgnoreCase(childName)) continue;
         int a = child->findAttribute(attrName.c_str());
         if (a >= 0 && child->attributeValues[a].equalsIgnoreCase(attrValue)) {
-            return removeNode(path, childName, static_cast<int>(i));
+            removeChildAt(parent, i);
+            return true;
         }
     }
     return false;
