@@ -192,11 +192,8 @@ bool ExpatXMLTree::addNode(const String& parentPath, const String& name, int ind
 
 bool ExpatXMLTree::addNode(const String& path, int index) {
     int slash = path.lastIndexOf('/');
-    if (root == nullptr) {
-        if (slash >= 0 || !XMLText::isWritableName(path)) return false;
-        root = new Node(path.c_str());
-        return true;
-    }
+    // On an empty tree a path of one component names the root.
+    if (root == nullptr) return slash < 0 && addNode(String(), path, index);
     if (slash < 0) return addNode(String("/"), path, index);
     String name = slash + 1 < path.length() ? path.substring(slash + 1) : String();
     if (slash == 0) return addNode(String("/"), name, index);
