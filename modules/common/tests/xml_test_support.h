@@ -4,13 +4,7 @@
 // Scratch folders, whole-file helpers and log capture for the tests of the
 // logs, the XML layer and RSA. It depends on nothing but the common library,
 // so test folders of other modules may include it as well.
-#include <stdlib.h>
-
 #include <cstdio>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
-#include <stdexcept>
 #include <string>
 
 #include "TestScratch.h"

@@ -180,7 +180,7 @@ class RotationFileLog : public FileLog {
 
     FileLock writeLock;
     FileLock rotateLock;
-    String lockedName;  // log file whose lock files are attached
+    String lockedName;  // path of the attached write lock file, "" when none
 };
 
 // The debug log: a rotating log with limits of its own (1024 KB, 100 copies)

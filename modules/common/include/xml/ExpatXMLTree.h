@@ -1,6 +1,7 @@
 #ifndef ZR_XML_EXPAT_XML_TREE_H
 #define ZR_XML_EXPAT_XML_TREE_H
 
+#include <cstddef>
 #include <vector>
 
 #include "String.h"
@@ -77,6 +78,9 @@ private:
     // `attrName` receives the attribute's own name.
     _tree_node* resolveAttributeOwner(const String& path, const String& attr, int index,
                                       String& attrName) const;
+    // Takes child `position` out of `parent`, renumbers the later siblings
+    // and frees it.
+    void removeChildAt(_tree_node* parent, std::size_t position);
     static bool splitAttributePath(const String& attrPath, String& elementPath, String& attrName);
     void release();
 

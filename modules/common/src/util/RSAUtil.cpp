@@ -12,6 +12,7 @@
 #include <cstring>
 #include <vector>
 
+#include "Utils.h"
 #include "util/Log.h"
 
 namespace {
@@ -111,11 +112,10 @@ EVP_PKEY* readPublicKey(const String& fileName) {
 }
 
 String toHex(const unsigned char* bytes, size_t n) {
-    static const char DIGITS[] = "0123456789ABCDEF";
     String hex(int(n * 2));
     for (size_t i = 0; i < n; ++i) {
-        hex.append(DIGITS[bytes[i] >> 4]);
-        hex.append(DIGITS[bytes[i] & 15]);
+        hex.append(Utils::hexDigit(bytes[i] >> 4));
+        hex.append(Utils::hexDigit(bytes[i]));
     }
     return hex;
 }

@@ -1,6 +1,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "Utils.h"
 #include "Vector.h"
 #include "ZRPaths.h"
 #include "io/File.h"
@@ -14,15 +15,6 @@ String baseName(const String& path) {
     if (slash < 0) return path;
     if (slash + 1 >= path.length()) return String();
     return path.substring(slash + 1);
-}
-
-bool isDigits(const String& text) {
-    if (text.isEmpty()) return false;
-    for (int i = 0; i < text.length(); ++i) {
-        char c = text.charAt(i);
-        if (c < '0' || c > '9') return false;
-    }
-    return true;
 }
 
 // Holds a file lock for the life of a scope. Without a lock file (it could not
@@ -168,7 +160,7 @@ String RotationFileLog::nextNameWithin(const String& name, int count) {
     if (dot < 0 || dot + 1 >= name.length()) return name;
     String digits = name.substring(dot + 1);
     // Only numbered copies move on; any other name stays as it is.
-    if (!isDigits(digits)) return name;
+    if (!Utils::isNumeric(digits.c_str(), nullptr)) return name;
     String prefix = name.substring(0, dot + 1);
     // Numbers too long for an int are past any count.
     long number =

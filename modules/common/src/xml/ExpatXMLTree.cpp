@@ -192,11 +192,8 @@ bool ExpatXMLTree::addNode(const String& parentPath, const String& name, int ind
 
 bool ExpatXMLTree::addNode(const String& path, int index) {
     int slash = path.lastIndexOf('/');
-    if (root == nullptr) {
-        if (slash >= 0 || !XMLText::isWritableName(path)) return false;
-        root = new Node(path.c_str());
-        return true;
-    }
+    // On an empty tree a path of one component names the root.
+    if (root == nullptr) return slash < 0 && addNode(String(), path, index);
     if (slash < 0) return addNode(String("/"), path, index);
     String name = slash + 1 < path.length() ? path.substring(slash + 1) : String();
     if (slash == 0) return addNode(String("/"), name, index);
@@ -222,12 +219,17 @@ bool ExpatXMLTree::removeNode(const String& path, const String& childName, int i
         position = index;
     }
     if (position < 0) return false;
+    removeChildAt(parent, static_cast<size_t>(position));
+    return true;
+}
+
+void ExpatXMLTree::removeChildAt(Node* parent, size_t position) {
+    std::vector<Node*>& children = parent->children;
     Node* removed = children[position];
     if (removed == current) current = nullptr;
     children.erase(children.begin() + position);
     for (size_t i = position; i < children.size(); ++i) children[i]->index = static_cast<int>(i);
     destroy(removed);
-    return true;
 }
 
 bool ExpatXMLTree::removeNode(const String& path, const String& childName, const String& attrName,
@@ -241,7 +243,8 @@ bool ExpatXMLTree::removeNode(const String& path, const String& childName, const
         if (!child->name.equalsIgnoreCase(childName)) continue;
         int a = child->findAttribute(attrName.c_str());
         if (a >= 0 && child->attributeValues[a].equalsIgnoreCase(attrValue)) {
-            return removeNode(path, childName, static_cast<int>(i));
+            removeChildAt(parent, i);
+            return true;
         }
     }
     return false;
