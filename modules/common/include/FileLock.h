@@ -34,8 +34,6 @@ class FileLock : public ZRObject {
     static const int PATH_CAPACITY = 256;  // 255 characters and a NUL
 
     int fd;
-    struct flock lockRequest;
-    struct flock unlockRequest;
     char path[PATH_CAPACITY];
     bool shared;
 };

@@ -120,6 +120,8 @@ class String : public ZRObject {
     void insertBytes(int pos, const char* src, int count);
     void appendBytes(const char* src, int count);
     void removeRange(int from, int to);
+    // 0 <= i < length.
+    void checkIndex(int i) const;
     void checkRange(int from, int to) const;
     static char* allocate(int size);
 

@@ -47,6 +47,7 @@ class Vector : public ZRObject {
     void checkIndex(int i) const;
     static T** allocateSlots(int n);
     static T* copyOf(const T& v);
+    T* copyWithRoom(const T& v);
 
     T** items_;
     int capacity_;
@@ -93,6 +94,22 @@ T* Vector<T>::copyOf(const T& v) {
     return item;
 }
 
+// Copy first: `v` may be an element of this vector, and a failed copy or
+// growth must leave the vector as it was. On return there is a free slot.
+template <class T>
+T* Vector<T>::copyWithRoom(const T& v) {
+    T* item = copyOf(v);
+    if (count_ == capacity_) {
+        try {
+            grow();
+        } catch (...) {
+            delete item;
+            throw;
+        }
+    }
+    return item;
+}
+
 template <class T>
 void Vector<T>::grow() {
     int newCapacity = capacity_ + increment_;
@@ -105,17 +122,7 @@ void Vector<T>::grow() {
 
 template <class T>
 void Vector<T>::add(const T& v) {
-    // Copy first: `v` may be an element of this vector, and a failed copy
-    // must leave the vector as it was.
-    T* item = copyOf(v);
-    if (count_ >= capacity_) {
-        try {
-            grow();
-        } catch (...) {
-            delete item;
-            throw;
-        }
-    }
+    T* item = copyWithRoom(v);
     items_[count_++] = item;
 }
 
@@ -143,15 +150,7 @@ const T& Vector<T>::elementAt(int i) const {
 template <class T>
 void Vector<T>::insertAt(const T& v, int pos) {
     if (pos < 0 || pos > count_) ZR_THROW(ArrayIndexException, "Array index out of bounds", UNIT);
-    T* item = copyOf(v);
-    if (count_ == capacity_) {
-        try {
-            grow();
-        } catch (...) {
-            delete item;
-            throw;
-        }
-    }
+    T* item = copyWithRoom(v);
     for (int i = count_; i > pos; i--) items_[i] = items_[i - 1];
     items_[pos] = item;
     count_++;

@@ -21,11 +21,7 @@ struct flock wholeFileRequest(short type) {
 
 // The constructor always makes a private lock file; sharing it with other
 // users is asked for explicitly through open().
-FileLock::FileLock(const char* lockPath, bool /*shared*/)
-    : fd(-1),
-      lockRequest(wholeFileRequest(F_WRLCK)),
-      unlockRequest(wholeFileRequest(F_UNLCK)),
-      shared(false) {
+FileLock::FileLock(const char* lockPath, bool /*shared*/) : fd(-1), shared(false) {
     path[0] = '\0';
     open(lockPath, false);
 }
@@ -50,20 +46,19 @@ int FileLock::open(const char* lockPath, bool makeShared) {
     // Let processes of other users lock the same file. Failing (a file owned by
     // somebody else) is harmless: it was then made shareable by its owner.
     if (shared) fchmod(fd, 0666);
-
-    lockRequest = wholeFileRequest(F_WRLCK);
-    unlockRequest = wholeFileRequest(F_UNLCK);
     return 0;
 }
 
 int FileLock::lock() {
     if (fd == -1) return -1;
-    return fcntl(fd, F_SETLKW, &lockRequest);
+    struct flock request = wholeFileRequest(F_WRLCK);
+    return fcntl(fd, F_SETLKW, &request);
 }
 
 int FileLock::unlock() {
     if (fd == -1) return -1;
-    return fcntl(fd, F_SETLKW, &unlockRequest);
+    struct flock request = wholeFileRequest(F_UNLCK);
+    return fcntl(fd, F_SETLKW, &request);
 }
 
 int FileLock::close() {

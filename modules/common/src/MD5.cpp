@@ -8,6 +8,7 @@
 #include <new>
 
 #include "Exception.h"
+#include "Utils.h"
 
 struct MD5::Context {
     uint32_t state[4];
@@ -227,13 +228,12 @@ void MD5::final(unsigned char digest[16]) {
 }
 
 void MD5::finalHex(String& out) {
-    static const char HEX[] = "0123456789ABCDEF";
     unsigned char digest[16];
     final(digest);
     char text[33];
     for (int i = 0; i < 16; ++i) {
-        text[2 * i] = HEX[digest[i] >> 4];
-        text[2 * i + 1] = HEX[digest[i] & 0xF];
+        text[2 * i] = Utils::hexDigit(digest[i] >> 4);
+        text[2 * i + 1] = Utils::hexDigit(digest[i]);
     }
     text[32] = '\0';
     out.append(text);

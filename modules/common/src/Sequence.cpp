@@ -16,14 +16,7 @@ Sequence::Sequence(int initVal) : value(initVal) {
 }
 
 int Sequence::getNext() {
-    Monitor guard(mutex);
-    if (value < 0) {
-        value = 1;
-        return 0;
-    }
-    int current = value;
-    value = wrappingAdd(value, 1);
-    return current;
+    return getNext(1u);
 }
 
 int Sequence::getNext(unsigned int size) {

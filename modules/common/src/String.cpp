@@ -149,6 +149,10 @@ void String::removeRange(int from, int to) {
     buffer_[length_] = '\0';
 }
 
+void String::checkIndex(int i) const {
+    if (i < 0 || i >= length_) ZR_THROW(ArrayIndexException, "Array index out of bounds", UNIT);
+}
+
 // 0 <= from < length, 0 <= to <= length, from <= to.
 void String::checkRange(int from, int to) const {
     if (from < 0 || from >= length_ || to < 0 || to > length_ || from > to) {
@@ -296,9 +300,9 @@ String& String::deleteChars(int from, int to) {
 }
 
 String& String::deleteCharAt(int i) {
-    // i + 1 would overflow for INT_MAX; such an index is out of range anyway.
-    if (i < 0 || i >= length_) ZR_THROW(ArrayIndexException, "Array index out of bounds", UNIT);
-    return deleteChars(i, i + 1);
+    checkIndex(i);
+    removeRange(i, i + 1);
+    return *this;
 }
 
 String& String::replace(int from, int to, const char* s) {
@@ -331,12 +335,12 @@ void String::getChars(int from, int to, char* dst, int dstOffset) const {
 }
 
 char String::charAt(int i) const {
-    if (i < 0 || i >= length_) ZR_THROW(ArrayIndexException, "Array index out of bounds", UNIT);
+    checkIndex(i);
     return buffer_[i];
 }
 
 void String::setCharAt(int i, char c) {
-    if (i < 0 || i >= length_) ZR_THROW(ArrayIndexException, "Array index out of bounds", UNIT);
+    checkIndex(i);
     buffer_[i] = c;
 }
 

@@ -9,7 +9,6 @@
 
 namespace {
 const char* const kUnit = "io/InputStream";
-const int kSkipChunk = 1024;
 
 char* allocateBuffer(int size) {
     char* bytes = new (std::nothrow) char[size];
@@ -131,17 +130,9 @@ int BufferedInputStream::skip(int n) {
     int remaining = n - skipped;
     if (remaining == 0) return skipped;
     if (markPosition < 0) return skipped + in->skip(remaining);
-    // With a mark the skipped bytes must stay in the buffer for reset().
-    char scratch[kSkipChunk];
-    while (remaining > 0) {
-        int wanted = remaining < kSkipChunk ? remaining : kSkipChunk;
-        int got = read(scratch, wanted);
-        if (got <= 0) break;
-        skipped += got;
-        remaining -= got;
-        if (got < wanted) break;
-    }
-    return skipped;
+    // With a mark the skipped bytes must stay in the buffer for reset(), so
+    // they are read through this stream, as the generic skip does.
+    return skipped + InputStream::skip(remaining);
 }
 
 void BufferedInputStream::mark(int readLimit) {

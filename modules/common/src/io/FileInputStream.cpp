@@ -12,10 +12,6 @@
 namespace {
 const char* const kUnit = "io/InputStream";
 
-[[noreturn]] void throwSystemError(int errorNumber) {
-    ZR_THROW(IOException, systemErrorText(errorNumber).c_str(), kUnit);
-}
-
 bool isStreamLike(mode_t mode) {
     return S_ISCHR(mode) || S_ISFIFO(mode) || S_ISSOCK(mode);
 }
@@ -32,19 +28,19 @@ FileInputStream::~FileInputStream() {
 
 int FileInputStream::available() {
     checkClosed();
-    if (fd == -1) throwSystemError(EBADF);
+    if (fd == -1) throwSystemError(EBADF, kUnit);
     struct stat info;
-    if (fstat(fd, &info) != 0) throwSystemError(errno);
+    if (fstat(fd, &info) != 0) throwSystemError(errno, kUnit);
     if (isStreamLike(info.st_mode)) {
         int readable = 0;
-        if (ioctl(fd, FIONREAD, &readable) != 0) throwSystemError(errno);
+        if (ioctl(fd, FIONREAD, &readable) != 0) throwSystemError(errno, kUnit);
         return readable;
     }
     off_t current = lseek(fd, 0, SEEK_CUR);
-    if (current < 0) throwSystemError(errno);
+    if (current < 0) throwSystemError(errno, kUnit);
     off_t end = lseek(fd, 0, SEEK_END);
-    if (end < 0) throwSystemError(errno);
-    if (lseek(fd, current, SEEK_SET) < 0) throwSystemError(errno);
+    if (end < 0) throwSystemError(errno, kUnit);
+    if (lseek(fd, current, SEEK_SET) < 0) throwSystemError(errno, kUnit);
     off_t left = end - current;
     // A file read past its end has nothing left; a huge one reports what fits.
     if (left < 0) return 0;
@@ -56,14 +52,14 @@ void FileInputStream::close() {
     closed = true;
     int old = fd;
     fd = -1;
-    if (old >= 0 && ::close(old) != 0) throwSystemError(errno);
+    if (old >= 0 && ::close(old) != 0) throwSystemError(errno, kUnit);
 }
 
 int FileInputStream::read() {
     checkClosed();
     unsigned char byte;
     ssize_t got = ::read(fd, &byte, 1);
-    if (got < 0) throwSystemError(errno);
+    if (got < 0) throwSystemError(errno, kUnit);
     return got == 0 ? -1 : byte;
 }
 
@@ -71,20 +67,20 @@ int FileInputStream::read(char* buf, int n) {
     checkClosed();
     if (n <= 0) return 0;
     ssize_t got = ::read(fd, buf, static_cast<size_t>(n));
-    if (got < 0) throwSystemError(errno);
+    if (got < 0) throwSystemError(errno, kUnit);
     return static_cast<int>(got);
 }
 
 int FileInputStream::skip(int n) {
     checkClosed();
     off_t offset = lseek(fd, n, SEEK_CUR);
-    if (offset < 0) throwSystemError(errno);
+    if (offset < 0) throwSystemError(errno, kUnit);
     return static_cast<int>(offset);
 }
 
 bool FileInputStream::markSupported() {
     struct stat info;
-    if (fstat(fd, &info) != 0) throwSystemError(errno);
+    if (fstat(fd, &info) != 0) throwSystemError(errno, kUnit);
     return !isStreamLike(info.st_mode);
 }
 
@@ -102,5 +98,5 @@ void FileInputStream::mark(int) {
 void FileInputStream::reset() {
     checkClosed();
     if (markPosition < 0) ZR_THROW(IOException, "No mark set", kUnit);
-    if (lseek(fd, markPosition, SEEK_SET) < 0) throwSystemError(errno);
+    if (lseek(fd, markPosition, SEEK_SET) < 0) throwSystemError(errno, kUnit);
 }

@@ -4,15 +4,10 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include "Exception.h"
 #include "SystemError.h"
 
 namespace {
 const char* const kUnit = "io/OutputStream";
-
-[[noreturn]] void throwSystemError(int errorNumber) {
-    ZR_THROW(IOException, systemErrorText(errorNumber).c_str(), kUnit);
-}
 
 int openFlags(int mode) {
     switch (mode) {
@@ -57,18 +52,18 @@ void FileOutputStream::closeDescriptor(bool reportFailure) {
     if (fd == 1 || fd == 2) return;
     int old = fd;
     fd = -1;
-    if (old >= 0 && ::close(old) != 0 && reportFailure) throwSystemError(errno);
+    if (old >= 0 && ::close(old) != 0 && reportFailure) throwSystemError(errno, kUnit);
 }
 
 void FileOutputStream::write(char c) {
     checkClosed();
     ssize_t written = ::write(fd, &c, 1);
-    if (written != 1) throwSystemError(writeError(written));
+    if (written != 1) throwSystemError(writeError(written), kUnit);
 }
 
 void FileOutputStream::write(const char* buf, int n) {
     checkClosed();
     if (n <= 0) return;
     ssize_t written = ::write(fd, buf, static_cast<size_t>(n));
-    if (written != n) throwSystemError(writeError(written));
+    if (written != n) throwSystemError(writeError(written), kUnit);
 }

@@ -12,6 +12,10 @@ String systemErrorText(int errorNumber) {
     return String(strerror_r(errorNumber, scratch, sizeof scratch));
 }
 
+void throwSystemError(int errorNumber, const char* unit) {
+    ZR_THROW(IOException, systemErrorText(errorNumber).c_str(), unit);
+}
+
 String pathErrorText(const char* path, int errorNumber) {
     String text(path);
     text.append(": ").append(systemErrorText(errorNumber));

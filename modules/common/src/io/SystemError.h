@@ -8,6 +8,9 @@
 // Private to the io units: the operating system's text for an error number.
 String systemErrorText(int errorNumber);
 
+// Throws IOException with the system's text for `errorNumber`, located at unit.
+[[noreturn]] void throwSystemError(int errorNumber, const char* unit);
+
 // "path: text" — the message of a failed open or replace of `path`.
 String pathErrorText(const char* path, int errorNumber);
 
