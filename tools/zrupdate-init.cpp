@@ -11,9 +11,9 @@
 
 #include "Exception.h"
 #include "String.h"
-#include "ZRNetConfig.h"
+#include "store/ZRNetConfig.h"
 #include "ZRPaths.h"
-#include "ZRUpdateStore.h"
+#include "store/ZRUpdateStore.h"
 #include "io/File.h"
 
 namespace {

@@ -12,7 +12,7 @@
 #include <string>
 
 #include "../../common/tests/TestScratch.h"
-#include "ZRNetConfig.h"
+#include "store/ZRNetConfig.h"
 
 inline std::string xmlDecl() {
     return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";

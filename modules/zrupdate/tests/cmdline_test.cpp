@@ -1,14 +1,14 @@
 // Command-line language: parse rules, the precedence of the option check,
 // the option checks of the product and network commands, the usage text.
-#include "CmdLine.h"
+#include "cli/CmdLine.h"
 
 #include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
 
-#include "NetworkCommands.h"
-#include "ProductCommands.h"
+#include "cli/NetworkCommands.h"
+#include "cli/ProductCommands.h"
 #include "StoreTestSupport.h"
 
 namespace {

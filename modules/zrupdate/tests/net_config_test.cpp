@@ -9,7 +9,7 @@
 
 #include "Exception.h"
 #include "StoreTestSupport.h"
-#include "ZRNetConfig.h"
+#include "store/ZRNetConfig.h"
 #include "util/Base64.h"
 
 namespace {

@@ -6,9 +6,9 @@
 #include <string>
 
 #include "StoreTestSupport.h"
-#include "ZRPackageFile.h"
-#include "ZRUpdateParser.h"
-#include "ZRUpdateStore.h"
+#include "store/ZRPackageFile.h"
+#include "store/ZRUpdateParser.h"
+#include "store/ZRUpdateStore.h"
 
 namespace {
 

@@ -10,7 +10,7 @@
 #include <string>
 
 #include "StoreTestSupport.h"
-#include "ZRUpdateStore.h"
+#include "store/ZRUpdateStore.h"
 
 namespace {
 

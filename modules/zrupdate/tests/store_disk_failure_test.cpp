@@ -15,9 +15,9 @@
 #include <string>
 
 #include "StoreTestSupport.h"
-#include "ZRNetConfig.h"
+#include "store/ZRNetConfig.h"
 #include "ZRPaths.h"
-#include "ZRUpdateStore.h"
+#include "store/ZRUpdateStore.h"
 #include "util/Log.h"
 
 namespace {

@@ -4,7 +4,7 @@
 
 #include "Exception.h"
 #include "StoreTestSupport.h"
-#include "ZRUpdateParser.h"
+#include "store/ZRUpdateParser.h"
 #include "io/FileInputStream.h"
 #include "io/StringOutputStream.h"
 #include "xml/XMLTree.h"

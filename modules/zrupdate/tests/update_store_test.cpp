@@ -9,7 +9,7 @@
 #include "Exception.h"
 #include "StoreTestSupport.h"
 #include "ZRPaths.h"
-#include "ZRUpdateStore.h"
+#include "store/ZRUpdateStore.h"
 
 namespace {
 

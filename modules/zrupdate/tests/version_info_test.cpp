@@ -4,8 +4,8 @@
 #include <string>
 
 #include "Exception.h"
-#include "ZRDecimal.h"
-#include "ZRVersionInfo.h"
+#include "store/ZRDecimal.h"
+#include "store/ZRVersionInfo.h"
 
 namespace {
 

@@ -11,8 +11,8 @@
 #include <string>
 
 #include "../StoreTestSupport.h"
-#include "ZRNetConfig.h"
-#include "ZRUpdateStore.h"
+#include "store/ZRNetConfig.h"
+#include "store/ZRUpdateStore.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 
 #include "Exception.h"
 #include "String.h"
-#include "ZRUpdateParser.h"
+#include "store/ZRUpdateParser.h"
 #include "io/StringOutputStream.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {

@@ -1,3 +1,0 @@
-#include "ZRPackageInfo.h"
-
-ZRPackageInfo::ZRPackageInfo() : size(0), downloadResult(0), runResult(0) {}

@@ -1,5 +1,0 @@
-#include "ZRPartialFileInfo.h"
-
-ZRPartialFileInfo::ZRPartialFileInfo() : productID(0), size(0), actualSize(0) {}
-
-SizeLimit::SizeLimit() : minSize(0) {}

@@ -1,0 +1,164 @@
+#include "cli/Startup.h"
+
+#include <openssl/crypto.h>
+#include <openssl/ssl.h>
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+
+#include "cli/CmdLine.h"
+#include "cli/Dispatch.h"
+#include "Exception.h"
+#include "store/ZRNetConfig.h"
+#include "ZRPaths.h"
+#include "store/ZRStoreFile.h"
+#include "store/ZRUpdateStore.h"
+#include "io/File.h"
+#include "util/Log.h"
+
+namespace {
+
+const int kBadStateFiles = -2;
+const int kInvalidCommandLine = -1;
+const int kTimedOut = -9;
+
+const char kLogFile[] = "logs/zrupdate.log";
+
+// Set-up and release of the TLS library around the whole run, so that every
+// return from the program releases it. OpenSSL 3 needs no more than
+// OPENSSL_init_ssl at start and OPENSSL_cleanup at the end: the error
+// strings and algorithm tables that older releases loaded and freed by hand
+// are handled by these two calls.
+class TlsLibrary {
+public:
+    TlsLibrary() { OPENSSL_init_ssl(OPENSSL_INIT_LOAD_SSL_STRINGS, nullptr); }
+    ~TlsLibrary() { OPENSSL_cleanup(); }
+    TlsLibrary(const TlsLibrary&) = delete;
+    TlsLibrary& operator=(const TlsLibrary&) = delete;
+};
+
+// A network operation that ran out of time arms no more than this: the
+// process ends, after clearing the work directory of half-written files.
+void onAlarm(int) {
+    RotationFileLog* log = Log::getFileLog();
+    log->log(String("socket connect or read or write timeout!!!"), 0);
+    File workDir{String(ZRPaths::WORK_DIR)};
+    if (workDir.isDirectory() && !workDir.deleteRecursive()) {
+        log->log(String("failed to clear tmp files"), 0);
+    }
+    std::exit(kTimedOut);
+}
+
+// A state file counts as present when it can be read and is not empty.
+bool hasContent(const char* name) {
+    return File(ZRStoreFile::homeFile(name)).length() > 0;
+}
+
+// Loads one document; an IOException (a file that cannot be opened) is
+// logged and leaves the document unloaded.
+template <typename Store>
+void loadDocument(Store& store, const char* name) {
+    try {
+        store.load(ZRStoreFile::homeFile(name).c_str());
+    } catch (Exception& e) {
+        ZRStoreFile::logDebug(e.getMessage());
+    }
+}
+
+// Creates a missing or empty default document with its three messages.
+// False when it could not be made.
+bool ensureDefaultDocument(const char* name, int (*create)(), const char* creating,
+                           const char* failed, const char* created) {
+    if (hasContent(name)) return true;
+    printText(creating);
+    if (create() != 0) {
+        printText(failed);
+        return false;
+    }
+    printText(created);
+    return true;
+}
+
+int run(int argc, char** argv) {
+    std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGALRM, onAlarm);
+
+    File(String(ZRPaths::HOME)).mkdirs();
+    // The log directory is made too: a home without it would otherwise send
+    // every log line to standard error.
+    String logPath = ZRStoreFile::homeFile(kLogFile);
+    File(File(logPath).getParent()).mkdirs();
+    Log::openLog(logPath.c_str());
+    Log::setMode(0);
+
+    // Both standard files must exist and hold something, even in module
+    // mode; without them nothing is printed, not even the usage text.
+    if (!hasContent(ZRStateFiles::INVENTORY) || !hasContent(ZRStateFiles::NETWORK))
+        return kBadStateFiles;
+
+    CmdLine cmdLine(argc, argv);
+    if (!checkOptions(cmdLine)) {
+        printText("try 'ZRUpdate --help' for more information\n");
+        return kInvalidCommandLine;
+    }
+
+    bool moduleMode = cmdLine.hasEither("M", "moduleverify");
+    ZRUpdateStore& store = ZRUpdateStore::instance();
+    ZRNetConfig& network = ZRNetConfig::instance();
+    loadDocument(store, moduleMode ? ZRStateFiles::MODULE_INVENTORY : ZRStateFiles::INVENTORY);
+    loadDocument(network, moduleMode ? ZRStateFiles::MODULE_NETWORK : ZRStateFiles::NETWORK);
+    if (!store.isValid() || !network.isValid()) {
+        printText("Bad update inventory or network config file\n");
+        return kBadStateFiles;
+    }
+
+    bool update = cmdLine.hasEither("u", "update");
+    if (update || cmdLine.hasEither("P", "package")) {
+        if (!ensureDefaultDocument(ZRStateFiles::DELAY_PACKAGES, createDefaultDelayPackages,
+                                   "ZRUpdate: Create default delay package config file\n",
+                                   "ZRUpdate: Create default delay package config file failed\n",
+                                   "ZRUpdate: Create default delay package config file OK\n")) {
+            return kBadStateFiles;
+        }
+    }
+    if (update) {
+        if (!ensureDefaultDocument(
+                ZRStateFiles::PARTIAL_FILES, createDefaultPartialFiles,
+                "ZRUpdate: Create default partial downloaded file info  config file\n",
+                "ZRUpdate: Create default partial downloaded file info config file failed\n",
+                "ZRUpdate: Create default partial downloaded file info config file OK\n")) {
+            return kBadStateFiles;
+        }
+    }
+
+    // The main log keeps every level; debug mode also lets the library's
+    // diagnostics (parse errors, requests and answers) into the same file.
+    if (cmdLine.hasOption("debug")) {
+        Log::openDebugLog(logPath.c_str());
+        Log::setDebug(true);
+    }
+
+    return dispatchCommand(cmdLine);
+}
+
+}  // namespace
+
+int runZRUpdate(int argc, char** argv) {
+    TlsLibrary tls;
+    int status = kInvalidCommandLine;
+    try {
+        status = run(argc, argv);
+    } catch (Exception& e) {
+        // Nothing the commands throw is expected here; end with a failure
+        // status rather than an abort, and leave the reason in the log.
+        try {
+            String message("ZRUpdate: unexpected error: ");
+            message.append(e.getMessage()).append(" (").append(e.getLocation()).append(")");
+            Log::getFileLog()->log(message, 2);
+        } catch (Exception&) {
+        }
+    }
+    std::fflush(stdout);
+    return status;
+}

@@ -1,7 +1,0 @@
-// ZRUpdate: registers products, keeps their inventory and the network
-// settings, and runs one command per process.
-#include "Startup.h"
-
-int main(int argc, char** argv) {
-    return runZRUpdate(argc, argv);
-}

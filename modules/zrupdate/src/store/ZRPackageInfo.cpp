@@ -1,0 +1,3 @@
+#include "store/ZRPackageInfo.h"
+
+ZRPackageInfo::ZRPackageInfo() : size(0), downloadResult(0), runResult(0) {}

@@ -1,0 +1,74 @@
+#include "store/ZRStoreFile.h"
+
+#include <memory>
+
+#include "Exception.h"
+#include "ZRPaths.h"
+#include "store/ZRUpdateParser.h"
+#include "io/AtomicFile.h"
+#include "io/FileInputStream.h"
+#include "util/Log.h"
+#include "xml/XMLTree.h"
+
+namespace ZRStoreFile {
+
+bool read(ZRUpdateParser& doc, const String& path) {
+    FileInputStream in(path.c_str());
+    bool ok = doc.parse(in);
+    in.close();
+    return ok;
+}
+
+bool writeText(const String& text, const String& path, const String& failurePrefix) {
+    try {
+        AtomicFile::replace(path, text.c_str(), text.length());
+        return true;
+    } catch (IOException& e) {
+        String message(failurePrefix);
+        message.append(e.getMessage());
+        logDebug(message);
+        return false;
+    }
+}
+
+bool write(XMLTree& tree, const String& path, const String& failurePrefix) {
+    String text;
+    tree.toString(text);
+    return writeText(text, path, failurePrefix);
+}
+
+int createDocument(const char* path, String (*makeText)(), const char* failurePrefix) {
+    if (path == nullptr || *path == '\0') return -1;
+    String text = makeText();
+    if (text.isEmpty()) return -1;
+    String prefix =
+        failurePrefix != nullptr ? String(failurePrefix) : ZRStoreFile::failurePrefix(String(path));
+    return writeText(text, String(path), prefix) ? 0 : -1;
+}
+
+String emptyDocumentText(const char* rootName) {
+    String text;
+    std::unique_ptr<XMLTree> tree(XMLTree::create());
+    if (tree && tree->addNode(String(""), String(rootName), -1)) tree->toString(text);
+    return text;
+}
+
+String failurePrefix(const String& path) {
+    String prefix("ZRUpdate: store ");
+    int slash = path.lastIndexOf('/');
+    prefix.append(slash >= 0 && slash + 1 < path.length() ? path.substring(slash + 1) : path);
+    prefix.append(" failed: ");
+    return prefix;
+}
+
+void logDebug(const String& message) {
+    Log::getFileLog()->log(message, 3);
+}
+
+String homeFile(const char* name) {
+    String path(ZRPaths::HOME);
+    path.append("/").append(name);
+    return path;
+}
+
+}  // namespace ZRStoreFile
