@@ -9,6 +9,7 @@
 #include "Vector.h"
 #include "store/ZRStoreFile.h"
 #include "store/ZRUpdateParser.h"
+#include "store/ZRStateFiles.h"
 #include "store/ZRUpdateStore.h"
 #include "xml/XMLNode.h"
 #include "xml/XMLTree.h"
