@@ -172,7 +172,7 @@ TEST_F(InventoryStoreTest, AMissingListOrABadNumberMakesTheListUnreadable) {
         xmlDecl() +
             "<ZRUpdateClientSettings>\n<Inventory>\n</Inventory>\n"
             "</ZRUpdateClientSettings>\n",
-        inventory(UPDATER_ELEMENT + "<InstalledProduct>\n<ProductInfo id=\"7x\" name=\"Bad\"/>\n"
+        inventory(UPDATER_ELEMENT + "<InstalledProduct>\n<ProductInfo id=\"7a\" name=\"Bad\"/>\n"
                                     "</InstalledProduct>\n")};
     ZRUpdateStore store(String(file.c_str()));
     for (const std::string& text : cases) {
