@@ -112,13 +112,13 @@ TEST_F(StateFilesTest, MissingOrBrokenNumbersReadAsMinusOne) {
     writeFile(partialFiles, xmlDecl() +
                                 "<PartialFiles>\n"
                                 "<PartialFile productID=\"5\" url=\"u\" actualSize=\"7\"/>\n"
-                                "<partialfile PRODUCTID=\"6\" SIZE=\"12a\" Path=\"p\"/>\n"
+                                "<Download PRODUCTID=\"6\" SIZE=\"12a\" Path=\"p\"/>\n"
                                 "<PartialFile/>\n"
                                 "</PartialFiles>\n");
     ZRUpdateStore store;
     ASSERT_TRUE(store.load(partialFiles.c_str()));
     EXPECT_EQ("3: 5 u  -1 7; 6  p -1 -1; -1   -1 -1;", listed(store));
-    // The entry whose name differs in case is still the one removed by id.
+    // Every child is an entry, and the one found is removed whatever its name.
     ASSERT_TRUE(store.removePartialFile(6));
     EXPECT_EQ("2: 5 u  -1 7; -1   -1 -1;", listed(store));
 }
