@@ -16,173 +16,142 @@
 
 namespace {
 
-const std::string BAD = "bad";
-
-std::string inventoryField(const std::string& file, bool version) {
+// The one record each kind of document holds.
+ZRProduct product(const std::string& file) {
     ZRUpdateStore store;
-    Vector<ZRProduct> products;
-    if (!store.load(file.c_str()) || store.getProducts(products) != 1) return BAD;
-    return std::to_string(version ? products[0].version.buildNum : products[0].info.id);
+    Vector<ZRProduct> list;
+    ZRProduct none;
+    none.info.id = none.version.buildNum = -1;
+    return store.load(file.c_str()) && store.getProducts(list) == 1 ? list[0] : none;
 }
 
-std::string packageField(const std::string& file, long (*field)(const ZRPackageInfo&)) {
+ZRPackageInfo package(const std::string& file) {
     ZRUpdateParser parser;
     Vector<ZRPackageInfo> list;
-    try {
-        if (!parser.parse(String(readFile(file).c_str())) || parser.getPackageList(list, true) != 1)
-            return "unreadable";
-    } catch (const Exception& e) {
-        return e.getMessage().equals("invalid dec number") ? BAD : e.getMessage().c_str();
-    }
-    return std::to_string(field(list[0]));
+    parser.parse(String(readFile(file).c_str()));
+    return parser.getPackageList(list, true) == 1 ? list[0] : ZRPackageInfo();
 }
 
-std::string networkField(const std::string& file, bool port) {
+NetSettings settings(const std::string& file) {
     ZRNetConfig config;
     NetSettings s;
-    if (!config.load(file.c_str()) || !config.getSettings(s)) return "unreadable";
-    if (!port) return std::to_string(s.timeout);
-    // A port that does not parse leaves the whole value as the host.
-    return s.proxyserver.equals("p") ? std::to_string(s.proxyport) : BAD;
+    if (config.load(file.c_str())) config.getSettings(s);
+    return s;
 }
 
-std::string partialField(const std::string& file, long ZRPartialFileInfo::*field) {
+ZRPartialFileInfo partial(const std::string& file) {
     ZRUpdateStore store;
-    Vector<ZRPartialFileInfo> entries;
-    if (!store.load(file.c_str()) || store.getPartialFiles(entries) != 1) return "unreadable";
-    return std::to_string(entries[0].*field);
+    Vector<ZRPartialFileInfo> list;
+    return store.load(file.c_str()) && store.getPartialFiles(list) == 1 ? list[0]
+                                                                        : ZRPartialFileInfo();
 }
 
-std::string sizeLimitField(const std::string& file, bool id) {
+SizeLimit limit(const std::string& file) {
     ZRUpdateStore store;
     SizeLimit limit;
-    if (!store.load(file.c_str()) || !store.getSizeLimit(limit)) return "unreadable";
-    if (!id) return std::to_string(limit.minSize);
-    return limit.ids.size() == 1 ? std::to_string(limit.ids[0]) : BAD;
+    if (store.load(file.c_str())) store.getSizeLimit(limit);
+    return limit;
 }
 
-const char PACKAGE[] =
-    "<PackageInfoList><PackageInfo><ProductInfo id=\"#1\"/><PlatformInfo/>"
-    "<ZRVersionInfo major=\"#2\"/><DownloadInfo size=\"#3\" result=\"#4\"/>"
-    "<RunInfo result=\"#5\"/></PackageInfo></PackageInfoList>";
+const std::string INVENTORY =
+    "<Inventory><Products><InstalledProduct><ProductInfo id=\"#\"/><ZRVersionInfo/>"
+    "</InstalledProduct></Products></Inventory>";
+const std::string PACKAGE =
+    "<PackageInfoList><PackageInfo><ProductInfo id=\"#\"/><PlatformInfo/><ZRVersionInfo/>"
+    "<DownloadInfo size=\"#\" result=\"#\"/><RunInfo result=\"#\"/></PackageInfo>"
+    "</PackageInfoList>";
+
+// The template with the number under test at its `which`-th "#", 0 elsewhere.
+std::string only(std::string doc, int which) {
+    for (int i = 0; doc.find('#') != std::string::npos; ++i) {
+        doc.replace(doc.find('#'), 1, i == which ? "@" : "0");
+    }
+    return doc;
+}
 
 struct Field {
     const char* name;
-    // The document, with "#" where the number goes; null: `read` gets the text.
-    std::string document;
-    std::function<std::string(const std::string&)> read;
-    std::string fallback;  // what a text that breaks the rule gives
+    std::string document;  // "@" marks the number; "": `read` gets the text itself
+    std::function<long(const std::string&)> read;
+    const char* fallback;  // for a text that breaks the rule; "bad" when it throws
     bool wide;             // 64 bits; the others keep 32, as the library's int parse
 };
 
 }  // namespace
 
 TEST(NumberRule, EveryNumberFieldReadsByTheLibraryRule) {
+    using F = const std::string&;
+    const Field fields[] = {
+        {"inventory id", only(INVENTORY, 0), [](F f) { return product(f).info.id; }, "-1", true},
+        {"inventory version",
+         "<Inventory><Products><InstalledProduct><ProductInfo/><ZRVersionInfo buildNum=\"@\"/>"
+         "</InstalledProduct></Products></Inventory>",
+         [](F f) { return product(f).version.buildNum; }, "-1", true},
+        {"version text", "", [](F t) { return ZRVersionInfo(String(("1." + t).c_str())).minor; },
+         "bad", true},
+        {"result code", "<R><Result code=\"@\"/></R>",
+         [](F f) {
+             ZRUpdateParser parser;
+             parser.parse(String(readFile(f).c_str()));
+             return long(parser.getResultCode());
+         },
+         "bad", false},
+        {"package id", only(PACKAGE, 0), [](F f) { return package(f).product.id; }, "bad", true},
+        {"package size", only(PACKAGE, 1), [](F f) { return package(f).size; }, "bad", true},
+        {"download result", only(PACKAGE, 2), [](F f) { return long(package(f).downloadResult); },
+         "bad", false},
+        {"run result", only(PACKAGE, 3), [](F f) { return long(package(f).runResult); }, "bad",
+         false},
+        // A port that does not parse leaves the whole value as the host.
+        {"proxy port", "<N><ServerList proxy=\"p:@\"><Server host=\"h\"/></ServerList></N>",
+         [](F f) {
+             NetSettings s = settings(f);
+             return s.proxyserver.equals("p") ? long(s.proxyport) : -1L;
+         },
+         "-1", false},
+        {"time-out", "<N><ServerList timeout=\"@\"><Server host=\"h\"/></ServerList></N>",
+         [](F f) { return long(settings(f).timeout); }, "0", false},
+        {"partial id", "<PartialFiles><PartialFile productID=\"@\"/></PartialFiles>",
+         [](F f) { return partial(f).productID; }, "-1", true},
+        {"partial size", "<PartialFiles><PartialFile size=\"@\"/></PartialFiles>",
+         [](F f) { return partial(f).size; }, "-1", true},
+        {"partial actual size", "<PartialFiles><PartialFile actualSize=\"@\"/></PartialFiles>",
+         [](F f) { return partial(f).actualSize; }, "-1", true},
+        {"minimum size", "<SizeLimit MinSize=\"@\"/>", [](F f) { return limit(f).minSize; }, "0",
+         true},
+        {"size limit id", "<SizeLimit><P id=\"@\"/></SizeLimit>",
+         [](F f) {
+             SizeLimit l = limit(f);
+             return l.ids.size() == 1 ? l.ids[0] : -1L;
+         },
+         "-1", true},
+        {"option", "",
+         [](F t) {
+             long value = 0;
+             return parseNumberOption(String(t.c_str()), value) ? value : -1L;
+         },
+         "-1", false},
+    };
+    // The value each text gives, or null for a text that breaks the rule.
+    const std::pair<const char*, const char*> texts[] = {
+        {"7", "7"},   {" 7 ", "7"},     {"7x", "7"},  // x is no hexadecimal digit: the number ends
+        {"3GA", "3"}, {"12a", nullptr}, {"x7", nullptr}, {"5000000000", "5000000000"},
+    };
     ScratchDir dir;
     const std::string file = dir.file("doc.xml");
-    // Only the marked number of a template is the one under test; the others
-    // are 0.
-    auto pick = [](const char* mark) {
-        std::string doc = PACKAGE;
-        for (char n = '1'; n <= '5'; ++n) {
-            std::string m = std::string("#") + n;
-            doc.replace(doc.find(m), 2, m == mark ? "#" : "0");
-        }
-        return doc;
-    };
-    const std::string inventory =
-        "<Inventory><Products><InstalledProduct><ProductInfo id=\"%\"/>"
-        "<ZRVersionInfo buildNum=\"%\"/></InstalledProduct></Products></Inventory>";
-    auto only = [](std::string doc, int which) {
-        for (int i = 0; i < 2; ++i) doc.replace(doc.find('%'), 1, i == which ? "#" : "0");
-        return doc;
-    };
-    auto pkg = [&](long (*f)(const ZRPackageInfo&)) {
-        return [&file, f](const std::string&) { return packageField(file, f); };
-    };
-    const Field fields[] = {
-        {"inventory product id", only(inventory, 0),
-         [&](const std::string&) { return inventoryField(file, false); }, BAD, true},
-        {"inventory version number", only(inventory, 1),
-         [&](const std::string&) { return inventoryField(file, true); }, BAD, true},
-        {"version text part", "",
-         [](const std::string& text) {
-             try {
-                 return std::to_string(ZRVersionInfo(String(("1." + text).c_str())).minor);
-             } catch (const Exception&) {
-                 return BAD;
-             }
-         },
-         BAD, true},
-        {"answer result code", "<R><Result code=\"#\"/></R>",
-         [&](const std::string&) {
-             ZRUpdateParser parser;
-             parser.parse(String(readFile(file).c_str()));
-             try {
-                 return std::to_string(parser.getResultCode());
-             } catch (const Exception&) {
-                 return BAD;
-             }
-         },
-         BAD, false},
-        {"package product id", pick("#1"), pkg([](const ZRPackageInfo& p) { return p.product.id; }),
-         BAD, true},
-        {"package version number", pick("#2"),
-         pkg([](const ZRPackageInfo& p) { return p.version.major; }), BAD, true},
-        {"package size", pick("#3"), pkg([](const ZRPackageInfo& p) { return p.size; }), BAD, true},
-        {"download result", pick("#4"),
-         pkg([](const ZRPackageInfo& p) { return long(p.downloadResult); }), BAD, false},
-        {"run result", pick("#5"), pkg([](const ZRPackageInfo& p) { return long(p.runResult); }),
-         BAD, false},
-        {"proxy port", "<N><ServerList proxy=\"p:#\"><Server host=\"h\"/></ServerList></N>",
-         [&](const std::string&) { return networkField(file, true); }, BAD, false},
-        {"time-out", "<N><ServerList timeout=\"#\"><Server host=\"h\"/></ServerList></N>",
-         [&](const std::string&) { return networkField(file, false); }, "0", false},
-        {"partial product id", "<PartialFiles><PartialFile productID=\"#\"/></PartialFiles>",
-         [&](const std::string&) { return partialField(file, &ZRPartialFileInfo::productID); },
-         "-1", true},
-        {"partial size", "<PartialFiles><PartialFile size=\"#\"/></PartialFiles>",
-         [&](const std::string&) { return partialField(file, &ZRPartialFileInfo::size); }, "-1",
-         true},
-        {"partial actual size", "<PartialFiles><PartialFile actualSize=\"#\"/></PartialFiles>",
-         [&](const std::string&) { return partialField(file, &ZRPartialFileInfo::actualSize); },
-         "-1", true},
-        {"minimum size", "<SizeLimit MinSize=\"#\"/>",
-         [&](const std::string&) { return sizeLimitField(file, false); }, "0", true},
-        {"size limit id", "<SizeLimit><P id=\"#\"/></SizeLimit>",
-         [&](const std::string&) { return sizeLimitField(file, true); }, BAD, true},
-        {"command-line number", "",
-         [](const std::string& text) {
-             long value = 0;
-             return parseNumberOption(String(text.c_str()), value) ? std::to_string(value) : BAD;
-         },
-         BAD, false},
-    };
-    // The expected value, or "" for a text that breaks the rule.
-    const std::pair<const char*, const char*> texts[] = {
-        {"7", "7"},   {" 7 ", "7"}, {"7x", "7"},  // x is no hexadecimal digit: the number ends
-        {"3GA", "3"}, {"12a", ""},  {"x7", ""},  {"5000000000", "5000000000"},  // beyond 32 bits
-    };
     for (const Field& f : fields) {
         for (const auto& t : texts) {
             std::string doc = f.document;
-            if (!doc.empty()) writeFile(file, xmlDecl() + doc.replace(doc.find('#'), 1, t.first));
-            std::string expected = *t.second == '\0' ? f.fallback : t.second;
-            if (!f.wide && expected == "5000000000") expected = "705032704";
-            EXPECT_EQ(expected, f.read(t.first)) << f.name << " of '" << t.first << "'";
+            if (!doc.empty()) writeFile(file, xmlDecl() + doc.replace(doc.find('@'), 1, t.first));
+            std::string expected = t.second == nullptr ? f.fallback : t.second;
+            if (!f.wide && expected == "5000000000") expected = "705032704";  // cut to 32 bits
+            std::string got;
+            try {
+                got = std::to_string(f.read(doc.empty() ? std::string(t.first) : file));
+            } catch (const Exception& e) {
+                got = e.getMessage().equals("invalid dec number") ? "bad" : e.getMessage().c_str();
+            }
+            EXPECT_EQ(expected, got) << f.name << " of '" << t.first << "'";
         }
     }
-}
-
-// The state files write -1 for unknown ids and the run result of a held-back
-// package; those read back, although the library's rule has no sign.
-TEST(NumberRule, AMinusSignIsReadWhereTheProgramWritesOne) {
-    ZRUpdateParser parser;
-    ASSERT_TRUE(parser.parse(String(
-        "<PackageInfoList><PackageInfo><ProductInfo id=\" -1\"/><PlatformInfo/><ExtVersionInfo/>"
-        "<DownloadInfo/><RunInfo result=\"-1\"/></PackageInfo></PackageInfoList>")));
-    Vector<ZRPackageInfo> list;
-    ASSERT_EQ(1, parser.getPackageList(list, true));
-    EXPECT_EQ(-1, list[0].product.id);
-    EXPECT_EQ(-1, list[0].runResult);
 }
