@@ -97,25 +97,6 @@ TEST(CmdLineParse, LookupIsExactAndReadsTheFirstOccurrence) {
     EXPECT_FALSE(cmd.hasEither("n", "name"));
 }
 
-// The prefix rule is the one overridable piece; parse must go through it.
-class SlashCmdLine : public CmdLine {
-public:
-    using CmdLine::CmdLine;
-    int optionPrefixLength(const String& arg) const override {
-        return arg.startsWith("/") && arg.length() > 1 ? 1 : 0;
-    }
-};
-
-TEST(CmdLineParse, ParseUsesTheOverriddenPrefixRule) {
-    Args args({"/id", "-5", "--x"});
-    SlashCmdLine cmd(args.argc(), args.argv());
-    cmd.parse();
-    String value;
-    ASSERT_TRUE(cmd.getOption("id", value));
-    EXPECT_STREQ(value.c_str(), "-5");
-    EXPECT_EQ(cmd.optionCount(), 1);
-}
-
 TEST(CheckOptions, PrecedenceOfCommands) {
     // Nothing recognised: false, and nothing printed by the check itself.
     EXPECT_EQ(check({}).ok, false);

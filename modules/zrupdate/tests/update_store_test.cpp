@@ -98,13 +98,8 @@ TEST_F(InventoryStoreTest, LoadRefusesMissingPathsAndBrokenDocuments) {
     EXPECT_FALSE(store.isValid());
     Vector<ZRProduct> products;
     EXPECT_EQ(-1, store.getProducts(products));
-    ZRProduct found;
-    EXPECT_FALSE(store.findProduct(1000, found));
     EXPECT_FALSE(store.addProduct(product(42, "Backup", ZRVersionInfo(String("2.5")))));
     EXPECT_FALSE(store.removeProduct(1000));
-    EXPECT_FALSE(store.save());
-    PlatformRecord platform;
-    EXPECT_FALSE(store.getPlatformInfo(platform));
     String request;
     EXPECT_FALSE(store.buildRequest(0, request));
     EXPECT_EQ(broken, readFile(file));
