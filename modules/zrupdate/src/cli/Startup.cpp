@@ -89,6 +89,7 @@ int run(int argc, char** argv) {
     // every log line to standard error.
     String logPath = ZRStoreFile::homeFile(kLogFile);
     File(File(logPath).getParent()).mkdirs();
+    Log::setLockFolder(ZRPaths::TMP_DIR);
     Log::openLog(logPath.c_str());
     Log::setMode(0);
 
