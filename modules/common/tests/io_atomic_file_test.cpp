@@ -1,9 +1,11 @@
 #include <errno.h>
 #include <fcntl.h>
+#include <grp.h>
 #include <gtest/gtest.h>
 #include <string.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -195,7 +197,7 @@ struct FailingStep {
 const FailingStep kFailingSteps[] = {
     {OPEN_FOLDER, EACCES, "open folder"},
     {CREATE_NEW, ENOSPC, "create"},
-    {FCHOWN, EPERM, "fchown"},
+    {FCHOWN, EIO, "fchown"},
     {FCHMOD, EPERM, "fchmod"},
     {WRITE, ENOSPC, "write"},
     {WRITE_NOTHING, ENOSPC, "write of nothing"},
@@ -282,10 +284,26 @@ TEST(AtomicFileFailure, KilledRunLeavesOldDocumentAndNamedLeftover) {
                 EXPECT_EQ(name.rfind("zr-inventory.", 0), 0u) << name;
             }
         }
-        // The leftovers neither block nor disturb the next write.
+        // The leftovers neither block nor disturb the next write; once no
+        // live save can be using them, the next save removes them, but only
+        // this user's side files of this document.
         replaceText(doc, kNew);
         EXPECT_EQ(readText(doc), kNew);
         EXPECT_EQ(folderNames(scratch.path()), names);
+        std::string theirs = doc + ".old-0123456789ab";
+        std::string other = scratch / "zr-network.new-0123456789ab";
+        for (const std::string& extra : {theirs, other, doc + ".new-notes"}) writeText(extra, "x");
+        ASSERT_EQ(chown(theirs.c_str(), 65534, 65534), 0);
+        names = folderNames(scratch.path());
+        struct timespec anHourAgo[2] = {{time(nullptr) - 3600, 0}, {time(nullptr) - 3600, 0}};
+        for (const std::string& name : names) {
+            ASSERT_EQ(utimensat(AT_FDCWD, (scratch / name).c_str(), anHourAgo, 0), 0);
+        }
+        replaceText(doc, kOld);
+        EXPECT_EQ(folderNames(scratch.path()),
+                  (std::vector<std::string>{"zr-inventory", "zr-inventory.new-notes",
+                                            "zr-inventory.old-0123456789ab",
+                                            "zr-network.new-0123456789ab"}));
     }
 }
 
@@ -335,10 +353,107 @@ TEST(AtomicFileLinks, LinkIntoMissingFolderFailsLikeOpening) {
     ASSERT_EQ(symlink("loop", loop.c_str()), 0);
     EXPECT_EQ(replaceError(loop, kNew), loop + ": " + strerror(ELOOP));
 
+    // The new file is always made afresh: never an existing file, never
+    // through a link.
+    writeText(scratch / "existing", "keep");
+    int folder = open(scratch.path().c_str(), O_RDONLY | O_DIRECTORY);
+    for (const char* name : {"existing", "doc", "loop"}) {
+        errno = 0;
+        int fd = real().createNew(folder, name, 0600);
+        EXPECT_EQ(fd, -1) << name;
+        EXPECT_EQ(errno, EEXIST) << name;
+        if (fd >= 0) close(fd);
+    }
+    close(folder);
+    EXPECT_EQ(readText(scratch / "existing"), "keep");
+
     EXPECT_EQ(replaceError("", kNew), std::string(": ") + strerror(ENOENT));
     EXPECT_EQ(replaceError(scratch.path() + "/", kNew), scratch.path() + "/: " + strerror(EISDIR));
     EXPECT_EQ(replaceError(scratch / "missing/doc", kNew),
               scratch / "missing/doc" + ": " + strerror(ENOENT));
+}
+
+// ---- What is not a regular file is never replaced ----
+
+// A state file linked to a device node or a FIFO: the node stays that node
+// (renaming over it would break it for every program on the machine). A
+// device takes the bytes; a FIFO takes them when somebody reads it and fails
+// at once otherwise; a folder is refused.
+TEST(AtomicFileInPlace, NodesAreWrittenNeverReplaced) {
+    ScratchDir scratch;
+    std::string device = scratch / "null", fifo = scratch / "fifo", folder = scratch / "folder";
+    ASSERT_EQ(mknod(device.c_str(), S_IFCHR | 0666, makedev(1, 3)), 0);
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0666), 0);
+    ASSERT_EQ(mkdir(folder.c_str(), 0755), 0);
+    struct Case {
+        std::string target;
+        mode_t type;
+        std::string error;
+    } cases[] = {{device, S_IFCHR, "<no exception>"},
+                 {fifo, S_IFIFO, ": " + std::string(strerror(ENXIO))},
+                 {folder, S_IFDIR, ": " + std::string(strerror(EISDIR))}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.target);
+        std::string link = scratch / "zr-delay-packages";
+        unlink(link.c_str());
+        ASSERT_EQ(symlink(c.target.c_str(), link.c_str()), 0);
+        struct stat before, after;
+        ASSERT_EQ(lstat(c.target.c_str(), &before), 0);
+        std::string error = replaceError(link, kNew);
+        EXPECT_EQ(error, c.error == "<no exception>" ? c.error : link + c.error);
+        ASSERT_EQ(lstat(c.target.c_str(), &after), 0);
+        EXPECT_EQ(after.st_mode & S_IFMT, c.type);
+        EXPECT_EQ(after.st_ino, before.st_ino);
+        EXPECT_EQ(after.st_rdev, before.st_rdev);
+        EXPECT_EQ(linkText(link), c.target);
+    }
+    // With a reader the FIFO gets the document.
+    int reader = open(fifo.c_str(), O_RDONLY | O_NONBLOCK);
+    ASSERT_GE(reader, 0);
+    EXPECT_EQ(AtomicFile::replace(String(fifo.c_str()), "doc", 3), AtomicFile::WRITTEN_IN_PLACE);
+    char got[8] = {};
+    EXPECT_EQ(read(reader, got, sizeof got), 3);
+    EXPECT_STREQ(got, "doc");
+    close(reader);
+    EXPECT_EQ(folderNames(scratch.path()),
+              (std::vector<std::string>{"fifo", "folder", "null", "zr-delay-packages"}));
+}
+
+// A product's script under its own account may write the document but not
+// make files in its folder, or not give a new file the document's owner:
+// the document is then rewritten in place, keeping owner and mode.
+TEST(AtomicFileInPlace, CallerWhoCannotReplaceRewritesInPlace) {
+    if (geteuid() != 0) GTEST_SKIP() << "needs root to act as another user";
+    ScratchDir scratch;
+    ASSERT_EQ(chmod(scratch.path().c_str(), 0755), 0);
+    for (mode_t folderMode : {0755, 0777}) {
+        SCOPED_TRACE(folderMode);
+        std::string folder = scratch / std::to_string(folderMode);
+        ASSERT_EQ(mkdir(folder.c_str(), 0755), 0);
+        ASSERT_EQ(chmod(folder.c_str(), folderMode), 0);
+        std::string doc = folder + "/zr-inventory";
+        writeText(doc, kNew);
+        ASSERT_EQ(chown(doc.c_str(), 0, 65534), 0);
+        ASSERT_EQ(chmod(doc.c_str(), 0664), 0);
+        pid_t child = fork();
+        ASSERT_GE(child, 0);
+        if (child == 0) {
+            bool ok = setgroups(0, nullptr) == 0 && setgid(65534) == 0 && setuid(65534) == 0;
+            ok = ok && AtomicFile::replace(String(doc.c_str()), kOld.data(),
+                                           static_cast<int>(kOld.size())) ==
+                           AtomicFile::WRITTEN_IN_PLACE;
+            _exit(ok ? 0 : 1);
+        }
+        int status = -1;
+        ASSERT_EQ(waitpid(child, &status, 0), child);
+        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+        EXPECT_EQ(readText(doc), kOld);
+        struct stat info;
+        ASSERT_EQ(stat(doc.c_str(), &info), 0);
+        EXPECT_EQ(info.st_uid, 0u);
+        EXPECT_EQ(info.st_mode & 07777, 0664u);
+        EXPECT_EQ(folderNames(folder), std::vector<std::string>{"zr-inventory"});
+    }
 }
 
 // ---- Real file systems that refuse the write ----

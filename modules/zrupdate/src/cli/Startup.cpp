@@ -56,11 +56,18 @@ bool hasContent(const char* name) {
 }
 
 // Loads one document; an IOException (a file that cannot be opened) is
-// logged and leaves the document unloaded.
+// logged and leaves the document unloaded. So does a path that is there but
+// is no regular file: reading a FIFO nobody writes to would never end.
 template <typename Store>
 void loadDocument(Store& store, const char* name) {
+    String path = ZRStoreFile::homeFile(name);
+    File file(path);
+    if (file.exists() && !file.isFile()) {
+        ZRStoreFile::logDebug(path.append(": not a regular file"));
+        return;
+    }
     try {
-        store.load(ZRStoreFile::homeFile(name).c_str());
+        store.load(path.c_str());
     } catch (Exception& e) {
         ZRStoreFile::logDebug(e.getMessage());
     }
