@@ -2,6 +2,8 @@
 
 #include <openssl/crypto.h>
 #include <openssl/ssl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <cstdio>
@@ -43,8 +45,12 @@ public:
 void onAlarm(int) {
     RotationFileLog* log = Log::getFileLog();
     log->log(String("socket connect or read or write timeout!!!"), 0);
-    File workDir{String(ZRPaths::WORK_DIR)};
-    if (workDir.isDirectory() && !workDir.deleteRecursive()) {
+    // Only the program's own folder is cleared: in the shared temporary
+    // folder the name may be another user's link or folder.
+    struct stat info;
+    bool ownFolder = lstat(ZRPaths::WORK_DIR, &info) == 0 && S_ISDIR(info.st_mode) &&
+                     info.st_uid == geteuid();
+    if (ownFolder && !File(String(ZRPaths::WORK_DIR)).deleteRecursive()) {
         log->log(String("failed to clear tmp files"), 0);
     }
     std::exit(kTimedOut);
