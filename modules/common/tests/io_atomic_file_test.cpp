@@ -3,7 +3,6 @@
 #include <grp.h>
 #include <gtest/gtest.h>
 #include <string.h>
-#include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <sys/wait.h>
@@ -375,138 +374,58 @@ TEST(AtomicFileLinks, LinkIntoMissingFolderFailsLikeOpening) {
 
 // ---- What is not a regular file is never replaced ----
 
-// A state file linked to a device node or a FIFO: the node stays that node
-// (renaming over it would break it for every program on the machine). A
-// device takes the bytes; a FIFO takes them when somebody reads it and fails
-// at once otherwise; a folder is refused.
+// A document linked to a device or a FIFO keeps that node (a rename over it
+// would break it for every program on the machine): a device takes the
+// bytes, a FIFO takes them when somebody reads it and fails at once
+// otherwise; a folder is refused.
 TEST(AtomicFileInPlace, NodesAreWrittenNeverReplaced) {
     ScratchDir scratch;
-    std::string device = scratch / "null", fifo = scratch / "fifo", folder = scratch / "folder";
+    std::string device = scratch / "null", fifo = scratch / "fifo", link = scratch / "doc";
     ASSERT_EQ(mknod(device.c_str(), S_IFCHR | 0666, makedev(1, 3)), 0);
     ASSERT_EQ(mkfifo(fifo.c_str(), 0666), 0);
-    ASSERT_EQ(mkdir(folder.c_str(), 0755), 0);
-    struct Case {
-        std::string target;
-        mode_t type;
-        std::string error;
-    } cases[] = {{device, S_IFCHR, "<no exception>"},
-                 {fifo, S_IFIFO, ": " + std::string(strerror(ENXIO))},
-                 {folder, S_IFDIR, ": " + std::string(strerror(EISDIR))}};
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.target);
-        std::string link = scratch / "zr-delay-packages";
-        unlink(link.c_str());
-        ASSERT_EQ(symlink(c.target.c_str(), link.c_str()), 0);
-        struct stat before, after;
-        ASSERT_EQ(lstat(c.target.c_str(), &before), 0);
-        std::string error = replaceError(link, kNew);
-        EXPECT_EQ(error, c.error == "<no exception>" ? c.error : link + c.error);
-        ASSERT_EQ(lstat(c.target.c_str(), &after), 0);
-        EXPECT_EQ(after.st_mode & S_IFMT, c.type);
-        EXPECT_EQ(after.st_ino, before.st_ino);
-        EXPECT_EQ(after.st_rdev, before.st_rdev);
-        EXPECT_EQ(linkText(link), c.target);
-    }
-    // With a reader the FIFO gets the document.
+    ASSERT_EQ(symlink(device.c_str(), link.c_str()), 0);
+    EXPECT_EQ(AtomicFile::replace(String(link.c_str()), "doc", 3), AtomicFile::WRITTEN_IN_PLACE);
+    EXPECT_EQ(replaceError(fifo, kNew), fifo + ": " + strerror(ENXIO));
+    EXPECT_EQ(replaceError(scratch.path(), kNew), scratch.path() + ": " + strerror(EISDIR));
     int reader = open(fifo.c_str(), O_RDONLY | O_NONBLOCK);
-    ASSERT_GE(reader, 0);
-    EXPECT_EQ(AtomicFile::replace(String(fifo.c_str()), "doc", 3), AtomicFile::WRITTEN_IN_PLACE);
+    replaceText(fifo, "doc");
     char got[8] = {};
     EXPECT_EQ(read(reader, got, sizeof got), 3);
-    EXPECT_STREQ(got, "doc");
     close(reader);
-    EXPECT_EQ(folderNames(scratch.path()),
-              (std::vector<std::string>{"fifo", "folder", "null", "zr-delay-packages"}));
+    struct stat info;
+    ASSERT_EQ(stat(link.c_str(), &info), 0);
+    EXPECT_TRUE(S_ISCHR(info.st_mode) && info.st_rdev == makedev(1, 3));
+    ASSERT_EQ(lstat(fifo.c_str(), &info), 0);
+    EXPECT_TRUE(S_ISFIFO(info.st_mode));
+    EXPECT_EQ(folderNames(scratch.path()), (std::vector<std::string>{"doc", "fifo", "null"}));
 }
 
 // A product's script under its own account may write the document but not
-// make files in its folder, or not give a new file the document's owner:
-// the document is then rewritten in place, keeping owner and mode.
+// make files in its folder (0755), or not give a new file the document's
+// owner (0777): the document is then rewritten in place, owner and mode kept.
 TEST(AtomicFileInPlace, CallerWhoCannotReplaceRewritesInPlace) {
-    if (geteuid() != 0) GTEST_SKIP() << "needs root to act as another user";
     ScratchDir scratch;
     ASSERT_EQ(chmod(scratch.path().c_str(), 0755), 0);
     for (mode_t folderMode : {0755, 0777}) {
-        SCOPED_TRACE(folderMode);
-        std::string folder = scratch / std::to_string(folderMode);
-        ASSERT_EQ(mkdir(folder.c_str(), 0755), 0);
-        ASSERT_EQ(chmod(folder.c_str(), folderMode), 0);
-        std::string doc = folder + "/zr-inventory";
+        std::string folder = scratch / std::to_string(folderMode), doc = folder + "/doc";
+        ASSERT_EQ(mkdir(folder.c_str(), 0755) | chmod(folder.c_str(), folderMode), 0);
         writeText(doc, kNew);
-        ASSERT_EQ(chown(doc.c_str(), 0, 65534), 0);
-        ASSERT_EQ(chmod(doc.c_str(), 0664), 0);
+        ASSERT_EQ(chown(doc.c_str(), 0, 65534) | chmod(doc.c_str(), 0664), 0);
         pid_t child = fork();
-        ASSERT_GE(child, 0);
         if (child == 0) {
             bool ok = setgroups(0, nullptr) == 0 && setgid(65534) == 0 && setuid(65534) == 0;
-            ok = ok && AtomicFile::replace(String(doc.c_str()), kOld.data(),
-                                           static_cast<int>(kOld.size())) ==
-                           AtomicFile::WRITTEN_IN_PLACE;
-            _exit(ok ? 0 : 1);
+            _exit(ok && AtomicFile::replace(String(doc.c_str()), kOld.data(), kOld.size()) ==
+                            AtomicFile::WRITTEN_IN_PLACE ? 0 : 1);
         }
         int status = -1;
-        ASSERT_EQ(waitpid(child, &status, 0), child);
-        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+        waitpid(child, &status, 0);
+        EXPECT_EQ(status, 0) << folderMode;
         EXPECT_EQ(readText(doc), kOld);
         struct stat info;
         ASSERT_EQ(stat(doc.c_str(), &info), 0);
-        EXPECT_EQ(info.st_uid, 0u);
-        EXPECT_EQ(info.st_mode & 07777, 0664u);
-        EXPECT_EQ(folderNames(folder), std::vector<std::string>{"zr-inventory"});
+        EXPECT_EQ(info.st_uid + (info.st_mode & 07777), 0664u);
+        EXPECT_EQ(folderNames(folder), std::vector<std::string>{"doc"});
     }
-}
-
-// ---- Real file systems that refuse the write ----
-
-class TmpfsMount {
-  public:
-    TmpfsMount(const std::string& path, const char* options) : path_(path) {
-        mkdir(path.c_str(), 0755);
-        mounted_ = mount("tmpfs", path.c_str(), "tmpfs", 0, options) == 0;
-        error_ = errno;
-    }
-    ~TmpfsMount() {
-        if (mounted_) umount2(path_.c_str(), MNT_DETACH);
-    }
-    bool mounted() const { return mounted_; }
-    std::string why() const { return strerror(error_); }
-    bool remountReadOnly() {
-        return mount(nullptr, path_.c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr) == 0;
-    }
-
-  private:
-    std::string path_;
-    bool mounted_;
-    int error_;
-};
-
-TEST(AtomicFileRealFailure, FullDiskAndReadOnlyMountKeepOldDocument) {
-    ScratchDir scratch;
-    TmpfsMount disk(scratch / "disk", "size=64k,mode=0755");
-    if (!disk.mounted()) GTEST_SKIP() << "cannot mount a tmpfs here: " << disk.why();
-    std::string doc = scratch / "disk/zr-inventory";
-    std::string old(10000, 'o');
-    std::string large(20000, 'n');
-    replaceText(doc, old);
-
-    int filler = open((scratch / "disk/filler").c_str(), O_WRONLY | O_CREAT, 0600);
-    ASSERT_GE(filler, 0);
-    std::string block(4096, 'f');
-    for (int i = 0; i < 1000 && write(filler, block.data(), block.size()) > 0; i++) {
-    }
-    close(filler);
-    EXPECT_EQ(replaceError(doc, large), doc + ": " + strerror(ENOSPC));
-    EXPECT_EQ(readText(doc), old);
-    EXPECT_EQ(folderNames(scratch / "disk"), (std::vector<std::string>{"filler", "zr-inventory"}));
-
-    ASSERT_EQ(unlink((scratch / "disk/filler").c_str()), 0);
-    replaceText(doc, large);
-    EXPECT_EQ(readText(doc), large);
-
-    ASSERT_TRUE(disk.remountReadOnly()) << strerror(errno);
-    EXPECT_EQ(replaceError(doc, kNew), doc + ": " + strerror(EROFS));
-    EXPECT_EQ(readText(doc), large);
-    EXPECT_EQ(folderNames(scratch / "disk"), std::vector<std::string>{"zr-inventory"});
 }
 
 }  // namespace
