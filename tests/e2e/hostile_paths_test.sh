@@ -46,7 +46,8 @@ for name in "${planted[@]}"; do
 done
 for args in "-h" "$REGISTER" "-s" "-v --id 7" "-S" "-S --timeout 9" "-M -S" "-P" \
             "-P --action status" "-u" "-p" "-d --id 7 --name Seven" "-s --debug"; do
-  zr $args  # shellcheck disable=SC2086
+  # shellcheck disable=SC2086
+  zr $args
 done
 # A timed-out run clears the work folder: only its own, never a link.
 if command -v strace >/dev/null; then
