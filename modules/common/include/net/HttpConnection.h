@@ -52,11 +52,8 @@ class HttpConnection {
     // The host and port connect() dials: the proxy's when one is set.
     const String& dialHost() const { return useProxy ? proxyHost : host; }
     int dialPort() const { return useProxy ? proxyPort : port; }
-    // "Basic " and the Base64 of user:password.
+    // "Basic " and the Base64 of proxy user ":" proxy password.
     String proxyCredentials() const;
-    // Writes all `len` bytes, looping over short writes; false when the
-    // socket refuses (a failed send).
-    bool writeFully(const char* buf, long len);
 
     String host;
     int port;

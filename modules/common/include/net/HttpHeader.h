@@ -24,6 +24,8 @@ class HttpHeader : public NameValuePairs {
     bool add(const String& name, long value);
 
     bool get(const String& name, String& value) const;
+    // The pair at an index (the list's own accessors).
+    using NameValuePairs::get;
     // A text of digits, "+" and "-" read in base 10; false when absent or not
     // numeric. Values are 64-bit.
     bool getLong(const String& name, long& value) const;
