@@ -12,8 +12,8 @@ class HttpResponse;
 // the response head; the caller reads the body from the response's stream.
 // A connection serves one send(); a further exchange uses a new object.
 //
-// A TLS connection derives from this class: it overrides connect() (makes
-// its own socket to dialHost():dialPort(), opens it, runs openTunnel()
+// A TLS connection derives from this class: it overrides connect() (hands
+// its own socket to dialHost():dialPort() to openSocket(), runs openTunnel()
 // through a proxy, then the handshake) and uses the protected fields.
 class HttpConnection {
   public:
@@ -52,6 +52,10 @@ class HttpConnection {
     // The host and port connect() dials: the proxy's when one is set.
     const String& dialHost() const { return useProxy ? proxyHost : host; }
     int dialPort() const { return useProxy ? proxyPort : port; }
+    // Takes `created` as the connection's socket (deleting an earlier one),
+    // gives it the time-out when above 0, opens it (plain TCP) and notes
+    // whether it connected. Socket exceptions propagate.
+    void openSocket(ClientSocket* created);
     // "Basic " and the Base64 of proxy user ":" proxy password.
     String proxyCredentials() const;
 

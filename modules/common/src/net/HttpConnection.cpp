@@ -59,13 +59,17 @@ String HttpConnection::proxyCredentials() const {
     return String("Basic ") + Base64::encode(proxyUser + ":" + proxyPassword);
 }
 
-bool HttpConnection::connect() {
+void HttpConnection::openSocket(ClientSocket* created) {
     delete socket;
-    socket = nullptr;
-    socket = new ClientSocket(dialHost().c_str(), dialPort());
+    socket = created;
+    connected = false;
     if (timeout > 0) socket->setTimeout(timeout);
     socket->open();
     connected = socket->isConnected();
+}
+
+bool HttpConnection::connect() {
+    openSocket(new ClientSocket(dialHost().c_str(), dialPort()));
     if (useProxy && tunnel) openTunnel();
     return connected;
 }
