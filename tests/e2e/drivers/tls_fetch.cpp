@@ -30,20 +30,12 @@
 #include "net/URL.h"
 #include "util/Log.h"
 
-namespace {
-// "a:b" split at the first colon.
-std::pair<std::string, std::string> pairOf(const std::string& text) {
-    size_t at = text.find(':');
-    if (at == std::string::npos) return {text, ""};
-    return {text.substr(0, at), text.substr(at + 1)};
-}
-}  // namespace
-
 int main(int argc, char** argv) {
     signal(SIGPIPE, SIG_IGN);
     SSLClient::initLibrary();
     HttpsConnection connection;
-    std::string url, range, cert, key;
+    std::string url, range;
+    char first[256] = "", second[256] = "";  // the two halves of "a:b"
     for (int i = 1; i < argc; i++) {
         std::string option = argv[i];
         if (option[0] != '-') {
@@ -60,12 +52,10 @@ int main(int argc, char** argv) {
             SSLClient::setHostCheck(std::atoi(value.c_str()));
         } else if (option == "--range") {
             range = value;
-        } else if (option == "--proxy") {
-            auto hp = pairOf(value);
-            connection.setProxy(hp.first.c_str(), std::atoi(hp.second.c_str()));
-        } else if (option == "--proxy-auth") {
-            auto up = pairOf(value);
-            connection.setProxyAuth(up.first.c_str(), up.second.c_str());
+        } else if (option == "--proxy" && sscanf(value.c_str(), "%255[^:]:%255s", first, second) == 2) {
+            connection.setProxy(first, std::atoi(second));
+        } else if (option == "--proxy-auth" && sscanf(value.c_str(), "%255[^:]:%255s", first, second) == 2) {
+            connection.setProxyAuth(first, second);
         } else if (option == "--cert") {
             SSLClient::setCertificate(value.c_str(), "PEM");
         } else if (option == "--key") {
