@@ -16,6 +16,7 @@
 
 #include "StoreTestSupport.h"
 #include "store/ZRNetConfig.h"
+#include "store/ZRStoreDefaults.h"
 #include "store/ZRUpdateStore.h"
 #include "util/Log.h"
 
