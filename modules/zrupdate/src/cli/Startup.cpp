@@ -41,11 +41,18 @@ bool hasContent(const char* name) {
 }
 
 // Loads one document; an IOException (a file that cannot be opened) is
-// logged and leaves the document unloaded.
+// logged and leaves the document unloaded. So does a path that is there but
+// is no regular file: reading a FIFO nobody writes to would never end.
 template <typename Store>
 void loadDocument(Store& store, const char* name) {
+    String path = ZRStoreFile::homeFile(name);
+    File file(path);
+    if (file.exists() && !file.isFile()) {
+        ZRStoreFile::logDebug(path.append(": not a regular file"));
+        return;
+    }
     try {
-        store.load(ZRStoreFile::homeFile(name).c_str());
+        store.load(path.c_str());
     } catch (Exception& e) {
         ZRStoreFile::logDebug(e.getMessage());
     }
@@ -74,6 +81,7 @@ int run(int argc, char** argv) {
     // The log directory is made too: a home without it would otherwise send
     // every log line to standard error.
     File(File(logPath).getParent()).mkdirs();
+    Log::setLockFolder(ZRPaths::TMP_DIR);
     Log::openLog(logPath.c_str());
     Log::setMode(0);
 
