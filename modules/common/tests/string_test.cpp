@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <cstring>
 #include <random>
 #include <string>
@@ -58,6 +59,11 @@ TEST(StringTest, AppendRendersValuesAndChains) {
     s.append(42).append(' ').append(1.5f).append(' ').append(1e20).append(' ');
     s.append(4000000000UL).append(static_cast<const char*>(nullptr));
     EXPECT_STREQ("truefalse 2.5 -7 42 1.5 1e+20 4000000000", s.c_str());
+    // Integers render as printf renders them, down to the extremes.
+    EXPECT_STREQ("0-2147483648", String().append(0).append(INT_MIN).c_str());
+    EXPECT_STREQ("-9223372036854775808 9223372036854775807",
+                 String().append(LONG_MIN).append(' ').append(LONG_MAX).c_str());
+    EXPECT_STREQ("18446744073709551615", String().append(ULLONG_MAX).c_str());
 
     String t("ab");
     t.append("xyz\0ignored", 1, 10);
