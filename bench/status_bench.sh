@@ -3,9 +3,10 @@
 # and 10,000 products, in the same run; prints the ratio of the two.
 #
 #   bench/status_bench.sh [build-dir] [rounds]
-# The machine may be shared, so both commands run in alternating rounds and
-# the fastest round of each counts: that is the cost of the work itself,
-# without the time spent waiting for a core.
+# The machine may be shared, so each command is timed by the processor time
+# it uses (user and system), in alternating rounds, and the fastest round of
+# each counts: that is the cost of the work itself, without the time spent
+# waiting for a core.
 set -euo pipefail
 root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 build="${1:-$root/build/bench}"
@@ -17,14 +18,13 @@ bench_build "$build" ZRUpdate
 bin="$build/modules/zrupdate/ZRUpdate"
 command -v xmllint >/dev/null || { echo "xmllint is missing (scripts/deps.sh installs it)" >&2; exit 1; }
 
-# round_us RUNS COMMAND...: mean wall time of one run in microseconds.
+# round_us RUNS COMMAND...: processor time of one run in microseconds.
 round_us() {
-  local runs="$1" i start end
+  local runs="$1" i cpu
   shift
-  start=$(date +%s%N)
-  for ((i = 0; i < runs; i++)); do "$@" >/dev/null 2>&1 || true; done
-  end=$(date +%s%N)
-  echo $(((end - start) / runs / 1000))
+  local TIMEFORMAT='%3U %3S'
+  cpu=$({ time for ((i = 0; i < runs; i++)); do "$@" >/dev/null 2>&1 || true; done; } 2>&1)
+  awk -v c="$cpu" -v r="$runs" 'BEGIN { split(c, t, " "); printf "%d", (t[1] + t[2]) * 1e6 / r }'
 }
 
 rm -rf "$home"

@@ -9,6 +9,7 @@
 #include <functional>
 #include <memory>
 #include <new>
+#include <type_traits>
 
 #include "Exception.h"
 #include "Vector.h"
@@ -33,6 +34,27 @@ template <class V>
 Scratch formatNumber(const char* format, V value) {
     Scratch scratch;
     std::snprintf(scratch.text, sizeof scratch.text, format, value);
+    return scratch;
+}
+
+// An integer in decimal, exactly as printf's "%d" family renders it, written
+// without printf: ids and version numbers are rendered for every product
+// listed, and printf's format parsing cost more than the rest of that work.
+template <class V>
+Scratch formatInteger(V value) {
+    Scratch scratch;
+    char* p = scratch.text + sizeof scratch.text;
+    *--p = '\0';
+    bool negative = false;
+    if constexpr (std::is_signed_v<V>) negative = value < 0;
+    unsigned long long magnitude = static_cast<unsigned long long>(value);
+    if (negative) magnitude = 0ULL - magnitude;
+    do {
+        *--p = static_cast<char>('0' + magnitude % 10);
+        magnitude /= 10;
+    } while (magnitude != 0);
+    if (negative) *--p = '-';
+    std::memmove(scratch.text, p, static_cast<size_t>(scratch.text + sizeof scratch.text - p));
     return scratch;
 }
 
@@ -63,10 +85,19 @@ char* String::allocate(int size) {
     return block;
 }
 
+char* String::bufferOfSize(int size) {
+    static_assert(INLINE_ROOM == STEP, "a new string's room is the inline room");
+    return size <= INLINE_ROOM ? inline_ : allocate(size);
+}
+
+void String::freeBuffer() {
+    if (buffer_ != inline_) delete[] buffer_;
+}
+
 String::String() : String(0) {}
 
 String::String(int capacity)
-    : capacity_(roomFor(capacity > 0 ? capacity : 0)), length_(0), buffer_(allocate(capacity_)) {
+    : capacity_(roomFor(capacity > 0 ? capacity : 0)), length_(0), buffer_(bufferOfSize(capacity_)) {
     buffer_[0] = '\0';
 }
 
@@ -75,7 +106,7 @@ String::String(int capacity)
 String::String(const char* s)
     : capacity_(0), length_(s != nullptr ? cStringLength(s) : 0), buffer_(nullptr) {
     capacity_ = roomFor(length_);
-    buffer_ = allocate(capacity_);
+    buffer_ = bufferOfSize(capacity_);
     if (length_ > 0) std::memcpy(buffer_, s, static_cast<size_t>(length_));
     buffer_[length_] = '\0';
 }
@@ -90,7 +121,7 @@ String::String(const String& other)
     : ZRObject(other),
       capacity_(roomFor(other.length_)),
       length_(other.length_),
-      buffer_(allocate(capacity_)) {
+      buffer_(bufferOfSize(capacity_)) {
     std::memcpy(buffer_, other.buffer_, static_cast<size_t>(length_) + 1);
 }
 
@@ -104,7 +135,7 @@ String& String::operator=(const String& other) {
 }
 
 String::~String() {
-    delete[] buffer_;
+    freeBuffer();
 }
 
 String String::toString() const {
@@ -127,7 +158,7 @@ void String::ensureCapacity(int n) {
     if (capacity_ <= INT_MAX / 2 && 2 * capacity_ > newCapacity) newCapacity = 2 * capacity_;
     char* block = allocate(newCapacity);
     std::memcpy(block, buffer_, static_cast<size_t>(length_) + 1);
-    delete[] buffer_;
+    freeBuffer();
     buffer_ = block;
     capacity_ = newCapacity;
 }
@@ -212,11 +243,11 @@ String& String::append(bool b) {
 }
 
 String& String::append(int n) {
-    return append(formatNumber("%d", n).text);
+    return append(formatInteger(n).text);
 }
 
 String& String::append(long n) {
-    return append(formatNumber("%ld", n).text);
+    return append(formatInteger(n).text);
 }
 
 String& String::append(double d) {
@@ -228,19 +259,19 @@ String& String::append(float f) {
 }
 
 String& String::append(unsigned int n) {
-    return append(formatNumber("%u", n).text);
+    return append(formatInteger(n).text);
 }
 
 String& String::append(unsigned long n) {
-    return append(formatNumber("%lu", n).text);
+    return append(formatInteger(n).text);
 }
 
 String& String::append(long long n) {
-    return append(formatNumber("%lld", n).text);
+    return append(formatInteger(n).text);
 }
 
 String& String::append(unsigned long long n) {
-    return append(formatNumber("%llu", n).text);
+    return append(formatInteger(n).text);
 }
 
 // ---------------------------------------------------------------- inserting

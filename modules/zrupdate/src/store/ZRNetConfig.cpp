@@ -16,6 +16,7 @@ using ZRStoreXml::appendChild;
 using ZRStoreXml::attribute;
 using ZRStoreXml::decimal;
 using ZRStoreXml::readServers;
+using ZRStoreXml::removeChildAt;
 using ZRStoreXml::setAttribute;
 
 namespace {
@@ -63,11 +64,7 @@ void removeAllChildren(XMLTree& tree, const char* path, const char* name) {
 
 // Removes every child of the element at `path`, whatever its name.
 void removeAllChildren(XMLTree& tree, const char* path) {
-    for (;;) {
-        std::unique_ptr<XMLNode> parent(tree.getNode(String(path), -1));
-        if (!parent || parent->getChildCount() <= 0) return;
-        std::unique_ptr<XMLNode> first(parent->getChild(0));
-        if (!first || !tree.removeNode(String(path), first->getName(), 0)) return;
+    while (removeChildAt(tree, String(path), 0)) {
     }
 }
 

@@ -40,6 +40,13 @@ int appendChild(XMLTree& tree, const String& parentPath, const char* name) {
     return position;
 }
 
+bool removeChildAt(XMLTree& tree, const String& parentPath, int position) {
+    std::unique_ptr<XMLNode> parent(tree.getNode(parentPath, -1));
+    std::unique_ptr<XMLNode> child(parent ? parent->getChild(position) : nullptr);
+    // The tree removes by position only together with the child's own name.
+    return child && tree.removeNode(parentPath, child->getName(), position);
+}
+
 void readProductInfo(const XMLNode& node, ZRProductInfo& info, long missingId) {
     info.id = numberAttribute(node, "id", missingId);
     info.name = attribute(node, "name");

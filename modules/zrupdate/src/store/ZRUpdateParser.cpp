@@ -1,6 +1,5 @@
 #include "store/ZRUpdateParser.h"
 
-#include <climits>
 #include <memory>
 
 #include "Exception.h"
@@ -24,16 +23,10 @@ namespace {
 // one with fewer is an incomplete record and is skipped.
 const int MIN_PACKAGE_CHILDREN = 5;
 
-// For the numbers that are ints: a value outside their range is as unusable
-// as one that is not a number.
-int intValue(long value) {
-    if (value < INT_MIN || value > INT_MAX)
-        ZR_THROW(Exception, "invalid dec number", "ZRUpdateParser");
-    return int(value);
-}
-
+// The numbers kept in ints: cut to 32 bits, as the library's number parse
+// does for every int it reads.
 int smallNumber(const XMLNode& node, const char* name) {
-    return intValue(numberAttribute(node, name, 0));
+    return static_cast<int>(numberAttribute(node, name, 0));
 }
 
 // Fills `package` from one PackageInfo element; false when the element has
@@ -117,7 +110,7 @@ int ZRUpdateParser::getResultCode() const {
     if (!isLoaded()) return -1;
     String code;
     if (!getTree()->getAttribute("/Result", "code", code, -1) || code.isEmpty()) return -1;
-    return intValue(parseDecimal(code));
+    return static_cast<int>(parseDecimal(code));
 }
 
 String ZRUpdateParser::getResultStatus() const {

@@ -18,9 +18,9 @@ class OutputStream;
 // package list.
 class ZRUpdateParser : public ZRXmlDocument {
 public:
-    // Attribute `code` of /Result as a decimal number; -1 when it is missing
-    // or empty or nothing is loaded. A code that is not a decimal number
-    // throws Exception "invalid dec number".
+    // Attribute `code` of /Result, read by the number rule of parseDecimal;
+    // -1 when it is missing or empty or nothing is loaded. A code that breaks
+    // the rule throws Exception "invalid dec number".
     int getResultCode() const;
 
     // Attribute `status` of /Result; "" when missing.
@@ -35,8 +35,8 @@ public:
     // /PackageInfoList (or of the root element when `rootIsList`), in
     // document order. A PackageInfo with fewer than 5 child elements is
     // skipped. The number of packages, or -1 when nothing is loaded or the
-    // list element is missing. A number attribute that is not a decimal
-    // number throws Exception "invalid dec number".
+    // list element is missing. A number attribute that breaks the number
+    // rule of parseDecimal throws Exception "invalid dec number".
     int getPackageList(Vector<ZRPackageInfo>& out, bool rootIsList) const;
 };
 

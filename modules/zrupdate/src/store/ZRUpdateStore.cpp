@@ -16,6 +16,7 @@ using ZRStoreXml::decimal;
 using ZRStoreXml::numberAttribute;
 using ZRStoreXml::ProductForm;
 using ZRStoreXml::readProduct;
+using ZRStoreXml::removeChildAt;
 using ZRStoreXml::setAttribute;
 using ZRStoreXml::setPlatform;
 using ZRStoreXml::writeProduct;
@@ -270,7 +271,9 @@ bool ZRUpdateStore::removePartialElement(long productID) {
     getPartialFiles(entries);
     for (int i = 0; i < entries.size(); i++) {
         if (entries.elementAt(i).productID == productID) {
-            return tree()->removeNode(String("/"), String("PartialFile"), i);
+            // Entries are read from every child of the root, so the one
+            // found is removed by its position whatever its element name.
+            return removeChildAt(*tree(), String("/"), i);
         }
     }
     return false;

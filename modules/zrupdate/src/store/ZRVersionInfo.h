@@ -20,8 +20,9 @@ class ZRVersionInfo : public VersionInfo {
     // minor and the record is numeric; exactly four parts give patchLevel and
     // buildNum, three or five and more give buildNum = the third. One part
     // leaves the record non-numeric with numbers 0.
-    // Throws Exception "invalid dec number" when a part that is read is not
-    // a decimal number.
+    // Parts are read by the number rule of parseDecimal, so "5.0GA" is
+    // 5.0.0.0 and "1.2.3x" is 1.2.0.3; a part that breaks that rule ("1.2a")
+    // throws Exception "invalid dec number".
     explicit ZRVersionInfo(const String& version, const String& status = String(),
                            const String& desc = String());
 
