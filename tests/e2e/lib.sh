@@ -12,6 +12,9 @@ case "$ZRUPDATE_HOME" in
   /opt/*|/) echo "refusing to run against the home $ZRUPDATE_HOME" >&2; exit 1 ;;
 esac
 
+# The log's lock files go to the build's own temporary folder.
+[[ -z "${ZRUPDATE_TMP_DIR:-}" ]] || mkdir -p "$ZRUPDATE_TMP_DIR"
+
 CONF="$ZRUPDATE_HOME/conf"
 LOG="$ZRUPDATE_HOME/logs/zrupdate.log"
 

@@ -54,14 +54,14 @@ expect 0 "" -M
 # --- precedence ---
 expect 255 "ZRUpdate: no product install path is specified!
 $TRY_HELP" -r --id 5 --name x
-# Registration wins over an earlier -v and an invalid network option.
+# Registration wins over an earlier -v and an invalid network option, and is
+# run before a deregistration on the same line.
 expect 0 "" -v -S --type ftp -r --id 5 --name x --path /p --version 1.0
-zr -s --id 5
-assert_contains "$OUT" "ProductID:   5" "registered product"
+expect 0 "" -d -r --id 5 --name x --path /p --version 2.0
 # Status comes before -S, whose options are then not checked.
 zr -S --timeout bad -s --id 5
 assert_eq 0 "$RC" "status beats set"
-assert_contains "$OUT" "Version:     1.0.0.0" "status output"
+assert_contains "$OUT" "Version:     2.0.0.0" "registered, not deregistered"
 # -S is checked before -v.
 expect 255 "ZRUpdate: unsupported protocol type: 'ftp'
 $TRY_HELP" -v -S --type ftp

@@ -16,6 +16,9 @@ class Utils {
     // "invalid oct number", "invalid hex number" or "invalid dec number".
     // There is no sign and no overflow check; empty text gives 0.
     static int parseNumber(const char* text, int length, int base);
+    // The same rule in 64-bit arithmetic, for sizes and offsets of files and
+    // bodies; parseNumber is this value cut to 32 bits.
+    static long long parseLongNumber(const char* text, int length, int base);
 
     static String getDate();  // local date, "YYYY-MM-DD"
     static String getTime();  // local time, "HH:MM:SS"

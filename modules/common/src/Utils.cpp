@@ -47,10 +47,16 @@ String formatNow(const char* pattern) {
 }  // namespace
 
 int Utils::parseNumber(const char* text, int length, int base) {
+    // Cutting the 64-bit value to 32 bits gives what 32-bit arithmetic that
+    // wraps would have given.
+    return static_cast<int>(static_cast<unsigned int>(parseLongNumber(text, length, base)));
+}
+
+long long Utils::parseLongNumber(const char* text, int length, int base) {
     if (base != 8 && base != 16) base = 10;
-    // Unsigned arithmetic: the value wraps like 32-bit int arithmetic would,
-    // without undefined behaviour on overflow.
-    unsigned int value = 0;
+    // Unsigned arithmetic: the value wraps without undefined behaviour on
+    // overflow.
+    unsigned long long value = 0;
     if (text == nullptr) return 0;
     for (int i = 0; i < length; ++i) {
         char c = text[i];
@@ -61,10 +67,10 @@ int Utils::parseNumber(const char* text, int length, int base) {
             if (base == 16) ZR_THROW(Exception, "invalid hex number", "Utils");
             ZR_THROW(Exception, "invalid dec number", "Utils");
         }
-        value = value * static_cast<unsigned int>(base) + static_cast<unsigned int>(digit);
+        value = value * static_cast<unsigned long long>(base) + static_cast<unsigned>(digit);
         if (i + 1 < length && !isHexDigit(text[i + 1])) break;
     }
-    return static_cast<int>(value);
+    return static_cast<long long>(value);
 }
 
 String Utils::getDate() {

@@ -1,5 +1,5 @@
 // Command-line language: parse rules, the precedence of the option check,
-// the option checks of the product and network commands, the usage text.
+// the option checks of the product and network commands.
 #include "cli/CmdLine.h"
 
 #include <gtest/gtest.h>
@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
+#include "StoreTestSupport.h"
 #include "cli/NetworkCommands.h"
 #include "cli/ProductCommands.h"
-#include "StoreTestSupport.h"
 
 namespace {
 
@@ -78,14 +78,6 @@ TEST(CmdLineParse, SplitsNamesAndValues) {
     EXPECT_EQ(parsed({"--name", "-", "--desc", ""}), (Pairs{{"name", "-"}, {"desc", ""}}));
     // Three dashes leave one in the name.
     EXPECT_EQ(parsed({"---x", "v"}), (Pairs{{"-x", "v"}}));
-}
-
-TEST(CmdLineParse, PrefixLength) {
-    Args args({});
-    CmdLine cmd(args.argc(), args.argv());
-    const std::pair<const char*, int> cases[] = {{"--a", 2}, {"--", 1}, {"-a", 1},
-                                                 {"-", 0},   {"", 0},   {"a-b", 0}};
-    for (const auto& c : cases) EXPECT_EQ(cmd.optionPrefixLength(c.first), c.second) << c.first;
 }
 
 TEST(CmdLineParse, LookupIsExactAndReadsTheFirstOccurrence) {
@@ -248,35 +240,4 @@ TEST(CheckOptions, NetworkOptionsFillThePendingSettings) {
     ASSERT_TRUE(check({"-S", "--server", "h1", "--keeporiginal", "2", "--mac", ""}).ok);
     EXPECT_EQ(summary(PendingNetSettings()),
               " proxy  :0 / user / timeout -1 mac  servers h1 saved h1");
-}
-
-TEST(Usage, TextLinesAndPrinting) {
-    std::string text = usageText();
-    std::vector<std::string> lines;
-    size_t start = 0;
-    while (start < text.size()) {
-        size_t end = text.find('\n', start);
-        ASSERT_NE(end, std::string::npos) << "every line ends in a newline";
-        lines.push_back(text.substr(start, end - start));
-        start = end + 1;
-    }
-    ASSERT_EQ(lines.size(), 43u);
-    EXPECT_EQ(lines[0], "Usage: ZRUpdate [options...]");
-    EXPECT_EQ(lines[1], "-r/--register:              Register product with ZRUpdate");
-    EXPECT_EQ(lines[8], "  --lang-code               Languge code of the product");
-    EXPECT_EQ(lines[19], "-S/--set:                     Set network settings");
-    EXPECT_EQ(lines[22], "  --isUsingProxy <1 yes/0 no> isUsingProxy <Default type is 0>");
-    EXPECT_EQ(lines[35], "  --id:                     Product identifier, default is ALL ");
-    EXPECT_EQ(lines[36], "  --action <install|remove|status>:\t");
-    EXPECT_EQ(lines[37], "           install:\tinstall delay package, id must be specified");
-    EXPECT_EQ(lines[39], "           status:\tstatus of delay package ");
-    EXPECT_EQ(lines[42], "-h/--help:                  This help text");
-    // Accepted but deliberately not listed.
-    for (const char* hidden : {"--protocol", "--keeporiginal", "--moduleverify", "-M"}) {
-        EXPECT_EQ(text.find(hidden), std::string::npos) << hidden;
-    }
-    testing::internal::CaptureStdout();
-    printUsage();
-    fflush(stdout);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), text);
 }

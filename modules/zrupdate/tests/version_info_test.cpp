@@ -1,10 +1,7 @@
 #include <gtest/gtest.h>
 
-#include <climits>
 #include <string>
 
-#include "Exception.h"
-#include "store/ZRDecimal.h"
 #include "store/ZRVersionInfo.h"
 
 namespace {
@@ -43,20 +40,6 @@ TEST(ZRVersionInfo, TextIsSplitAtDotsDashesAndUnderscoresByPartCount) {
     EXPECT_EQ(numbers(ZRVersionInfo()), "0 0.0.0.0");
 }
 
-TEST(ZRVersionInfo, APartThatIsNotDecimalThrows) {
-    for (const char* text : {"1.x", "a.2", "1.2b", "1.2.3x", "1.2.3.4z", "1.+", "1.2x.3"}) {
-        try {
-            ZRVersionInfo v(text);
-            ADD_FAILURE() << "no exception for " << text;
-        } catch (const Exception& e) {
-            EXPECT_STREQ(e.getMessage().c_str(), "invalid dec number") << text;
-        }
-    }
-    // A one-part text is never parsed, nor are the parts after the third of five.
-    EXPECT_NO_THROW(ZRVersionInfo("beta"));
-    EXPECT_NO_THROW(ZRVersionInfo("1.2.3.4.x"));
-}
-
 TEST(ZRVersionInfo, ConstructorsAndTextForm) {
     ZRVersionInfo v(1, 0, 0, 0, "beta", "beta released on 2003/12/31");
     EXPECT_STREQ(v.version.c_str(), "1.0.0.0");
@@ -78,20 +61,4 @@ TEST(ZRVersionInfo, ConstructorsAndTextForm) {
     ZRVersionInfo fromPlain(plain);
     EXPECT_STREQ(fromPlain.toString().c_str(), "5.6,st,de");
     EXPECT_EQ(numbers(fromPlain), "1 0.0.0.0");
-}
-
-TEST(ParseDecimal, AcceptsSignsAndBlanksAndRefusesTheRest) {
-    const std::pair<const char*, long> good[] = {{"42", 42},
-                                                 {"  42 ", 42},
-                                                 {"-1", -1},
-                                                 {"+7", 7},
-                                                 {"", 0},
-                                                 {"   ", 0},
-                                                 {"9223372036854775807", LONG_MAX},
-                                                 {"-9223372036854775808", LONG_MIN}};
-    for (const auto& g : good) EXPECT_EQ(parseDecimal(g.first), g.second) << g.first;
-    for (const char* text : {"-", "4x", "x4", "1 2", "0x10", "9223372036854775808",
-                             "-9223372036854775809", "99999999999999999999999"}) {
-        EXPECT_THROW(parseDecimal(text), Exception) << text;
-    }
 }

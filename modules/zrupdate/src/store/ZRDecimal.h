@@ -3,11 +3,15 @@
 
 #include "String.h"
 
-// Reads a decimal number from an XML attribute or a version part.
-// Surrounding blanks are ignored and an empty or all-blank text is 0 (as the
-// library's number parsing has it). Unlike that parsing it takes an optional
-// sign, because the state files store -1 for unknown ids and sizes and must
-// read back what they wrote, and it refuses values that do not fit a long.
+// Reads a decimal number from an XML attribute, a version part or a setting
+// by the library's number rule (Utils::parseLongNumber): blanks are skipped,
+// an empty or all-blank text is 0, and a number ends at the first byte after
+// a digit that is not a hexadecimal digit ("4x" is 4, "0GA" is 0, "12a"
+// throws). The value is 64-bit, so sizes beyond 4 GiB read whole.
+//
+// One addition to that rule: a '-' before the first digit makes the number
+// negative, because the state files store -1 for unknown ids and for the run
+// result of a held-back package and must read back what they wrote.
 // Throws Exception "invalid dec number" for anything else.
 long parseDecimal(const String& text);
 

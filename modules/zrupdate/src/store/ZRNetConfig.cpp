@@ -6,7 +6,7 @@
 #include "store/ZRDecimal.h"
 #include "store/ZRStoreFile.h"
 #include "store/ZRStoreXml.h"
-#include "store/ZRUpdateStore.h"
+#include "store/ZRStateFiles.h"
 #include "io/File.h"
 #include "util/Base64.h"
 #include "xml/XMLNode.h"
@@ -16,6 +16,7 @@ using ZRStoreXml::appendChild;
 using ZRStoreXml::attribute;
 using ZRStoreXml::decimal;
 using ZRStoreXml::readServers;
+using ZRStoreXml::removeChildAt;
 using ZRStoreXml::setAttribute;
 
 namespace {
@@ -63,11 +64,7 @@ void removeAllChildren(XMLTree& tree, const char* path, const char* name) {
 
 // Removes every child of the element at `path`, whatever its name.
 void removeAllChildren(XMLTree& tree, const char* path) {
-    for (;;) {
-        std::unique_ptr<XMLNode> parent(tree.getNode(String(path), -1));
-        if (!parent || parent->getChildCount() <= 0) return;
-        std::unique_ptr<XMLNode> first(parent->getChild(0));
-        if (!first || !tree.removeNode(String(path), first->getName(), 0)) return;
+    while (removeChildAt(tree, String(path), 0)) {
     }
 }
 

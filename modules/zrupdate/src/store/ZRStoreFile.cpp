@@ -4,7 +4,7 @@
 
 #include "Exception.h"
 #include "ZRPaths.h"
-#include "store/ZRUpdateParser.h"
+#include "store/ZRXmlDocument.h"
 #include "io/AtomicFile.h"
 #include "io/FileInputStream.h"
 #include "util/Log.h"
@@ -12,7 +12,7 @@
 
 namespace ZRStoreFile {
 
-bool read(ZRUpdateParser& doc, const String& path) {
+bool read(ZRXmlDocument& doc, const String& path) {
     FileInputStream in(path.c_str());
     bool ok = doc.parse(in);
     in.close();
@@ -21,7 +21,11 @@ bool read(ZRUpdateParser& doc, const String& path) {
 
 bool writeText(const String& text, const String& path, const String& failurePrefix) {
     try {
-        AtomicFile::replace(path, text.c_str(), text.length());
+        if (AtomicFile::replace(path, text.c_str(), text.length()) == AtomicFile::WRITTEN_IN_PLACE) {
+            String message("ZRUpdate: store ");
+            message.append(path.substring(path.lastIndexOf('/') + 1));
+            Log::getFileLog()->log(message.append(" written in place, not crash-safe"), 1);
+        }
         return true;
     } catch (IOException& e) {
         String message(failurePrefix);

@@ -3,7 +3,7 @@
 #include <memory>
 
 #include "store/ZRDecimal.h"
-#include "store/ZRUpdateStore.h"
+#include "store/PlatformRecord.h"
 #include "xml/XMLNode.h"
 #include "xml/XMLTree.h"
 
@@ -38,6 +38,13 @@ int appendChild(XMLTree& tree, const String& parentPath, const char* name) {
     int position = parent->getChildCount();
     if (!tree.addNode(parentPath, String(name), -1)) return -1;
     return position;
+}
+
+bool removeChildAt(XMLTree& tree, const String& parentPath, int position) {
+    std::unique_ptr<XMLNode> parent(tree.getNode(parentPath, -1));
+    std::unique_ptr<XMLNode> child(parent ? parent->getChild(position) : nullptr);
+    // The tree removes by position only together with the child's own name.
+    return child && tree.removeNode(parentPath, child->getName(), position);
 }
 
 void readProductInfo(const XMLNode& node, ZRProductInfo& info, long missingId) {

@@ -20,7 +20,8 @@ String decimal(long n);
 String attribute(const XMLNode& node, const char* name);
 
 // A decimal attribute, or `missing` when the element does not carry it. A
-// value that is not a decimal number throws Exception "invalid dec number".
+// value that breaks the number rule of parseDecimal throws Exception
+// "invalid dec number".
 long numberAttribute(const XMLNode& node, const char* name, long missing);
 
 bool setAttribute(XMLTree& tree, const char* path, const char* name, const String& value,
@@ -29,6 +30,10 @@ bool setAttribute(XMLTree& tree, const char* path, const char* name, const Strin
 // Appends a new child `name` to the element at `parentPath` and returns its
 // position among the parent's children, or -1.
 int appendChild(XMLTree& tree, const String& parentPath, const char* name);
+
+// Removes the child at `position` of the element at `parentPath`, whatever
+// its element name; false when there is no such child.
+bool removeChildAt(XMLTree& tree, const String& parentPath, int position);
 
 // Fills `info` from a ProductInfo element; `missingId` when it has no id.
 void readProductInfo(const XMLNode& node, ZRProductInfo& info, long missingId);
