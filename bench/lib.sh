@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # Shared by the benchmark drivers: bench_build <build-dir> <target>...
 # configures an optimised build whose fixed paths point at a scratch home
 # inside the build folder (nothing is written under /opt) and builds the
