@@ -27,6 +27,7 @@ TEST(URL, ParsesAndRendersBack) {
         {"http://u:p@h/x", "http", "h", 80, "/x", "http://u:p@h:80/x"},
         {"http://u:@h", "http", "h", 80, "", "http://u:@h:80"},
         {"http:///x", "http", "", 80, "/x", "http://:80/x"},
+        {"http://h:65535", "http", "h", 65535, "", "http://h:65535"},
     };
     for (const Parsed& c : cases) {
         SCOPED_TRACE(c.spec);
@@ -44,7 +45,7 @@ TEST(URL, ParsesAndRendersBack) {
 }
 
 TEST(URL, RefusesMalformedText) {
-    for (const char* spec : {"h/x", "http://", "http://h:8a/", "http://user@h/", "http:/h", ""}) {
+    for (const char* spec : {"h/x", "http://", "http://h:8a/", "http://h:65536/", "http://h:0000080", "http://user@h/", "http:/h", ""}) {
         SCOPED_TRACE(spec);
         try {
             URL url{String(spec)};

@@ -12,7 +12,8 @@ class URL : public ZRObject {
   public:
     // Empty, port -1 (not valid).
     URL();
-    // Throws Exception "Malformed URL" on a syntax error.
+    // Throws Exception "Malformed URL" on a syntax error (a port above
+    // 65535 included).
     explicit URL(const String& spec);
     // The parts as given (no case change), no user information.
     URL(const String& protocol, const String& host, int port, const String& file);

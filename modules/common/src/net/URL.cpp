@@ -81,8 +81,11 @@ void URL::parse(const String& spec) {
         if (colon + 1 < authority.length()) {
             String digits = authority.substring(colon + 1);
             if (!allDigits(digits)) malformed(__LINE__);
-            // Not range checked: the socket takes the low 16 bits.
-            port = static_cast<int>(strtoul(digits.c_str(), nullptr, 10));
+            // A port past 65535 is refused rather than silently cut to its
+            // low 16 bits, which would dial a different port.
+            unsigned long number = strtoul(digits.c_str(), nullptr, 10);
+            if (digits.length() > 5 || number > 65535) malformed(__LINE__);
+            port = static_cast<int>(number);
         } else {
             port = getDefaultPort(protocol);
         }
