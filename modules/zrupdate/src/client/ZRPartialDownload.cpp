@@ -10,6 +10,7 @@
 #include "client/ZRClientLog.h"
 #include "io/File.h"
 #include "store/ZRStoreFile.h"
+#include "store/ZRStateFiles.h"
 #include "store/ZRUpdateStore.h"
 
 namespace {

@@ -23,6 +23,7 @@
 #include "store/ZRNetConfig.h"
 #include "store/ZRStoreFile.h"
 #include "store/ZRUpdateParser.h"
+#include "store/ZRStateFiles.h"
 #include "store/ZRUpdateStore.h"
 
 namespace {

@@ -13,6 +13,8 @@
 #include "io/File.h"
 #include "store/ZRNetConfig.h"
 #include "store/ZRStoreFile.h"
+#include "store/ZRStateFiles.h"
+#include "store/ZRStoreDefaults.h"
 #include "store/ZRUpdateStore.h"
 #include "util/Log.h"
 
