@@ -209,4 +209,20 @@ assert_p7_ok
 # Wrong credentials: the proxy refuses the exchange.
 home "type=\"http\" mac=\"\" isUsingProxy=\"1\" proxy=\"127.0.0.1:$TINYPROXY_PORT\" proxyuser=\"$(printf 'alice:wrong' | base64)\" user=\"\" timeout=\"10\"" "127.0.0.1:$UPDATE_PORT_A"
 client 0 1 "result -1 status 401"
+
+# HTTPS through the proxy's CONNECT tunnel, the credentials in the CONNECT.
+make_cert "$ZR_SCRATCH" srv localhost
+start_update_server T "$PK" --tls-cert "$ZR_SCRATCH/srv.crt" --tls-key "$ZR_SCRATCH/srv.key"
+home "type=\"https\" mac=\"\" isUsingProxy=\"1\" proxy=\"127.0.0.1:$TINYPROXY_PORT\" proxyuser=\"$proxy_creds\" user=\"\" timeout=\"10\"" "127.0.0.1:$UPDATE_PORT_T"
+client 0 0 "result 1 status 200"
+assert_p7_ok
+log_has "Connecting to 127.0.0.1:$UPDATE_PORT_T via secure connection..."
+assert_eq 1 "$(requests T /zr-download)" "download over the tunnel"
+
+# At a terminal the download shows one self-rewriting line.
+if command -v script >/dev/null; then
+  home "$NET_HTTP" "127.0.0.1:$UPDATE_PORT_A"
+  script -qec "$ZR_CLIENT_DRIVER update 0 1" /dev/null >"$ZR_SCRATCH/tty" </dev/null
+  assert_contains "$(cat "$ZR_SCRATCH/tty")" $'\rProduct 7 100% '"$P7_SIZE/$P7_SIZE bytes" "terminal progress"
+fi
 echo "update client: all cases passed"
