@@ -114,6 +114,12 @@ fresh_home() {
   write_network "$CONF/zr-network"
 }
 
+# install_scripts: the status and run-lock scripts of the source tree in the
+# home's bin/, where the program runs them.
+install_scripts() {
+  cp "${ZR_SOURCE_DIR:?ZR_SOURCE_DIR is not set}"/install/bin/*.pl "$ZRUPDATE_HOME/bin/"
+}
+
 ZR_SCRATCH="$(mktemp -d /tmp/zr-e2e.XXXXXX)"
 ZR_CLEANUPS=()
 # add_cleanup COMMAND: run at exit, latest first, whatever the outcome.
