@@ -3,10 +3,16 @@
 #include "cli/CmdLine.h"
 #include "cli/NetworkCommands.h"
 #include "cli/ProductCommands.h"
+#include "install/ZRDelayPackages.h"
+#include "install/ZRRunLock.h"
+
+#include <unistd.h>
 
 namespace {
 
 const int kInvalidCommandLine = -1;
+const int kLockNotObtained = 3;
+const int kRunLockTimeout = 600;
 
 // The numeric id of status, update and package: 0 when absent or empty.
 // False (after the message) when the value is not a decimal number.
@@ -59,7 +65,17 @@ int runPing(CmdLine&) {
 int runPackage(CmdLine& cmdLine) {
     long id = 0;
     if (!productIdOption(cmdLine, id)) return kInvalidCommandLine;
-    return notAvailable("the delay-package command");
+    String action;
+    if (!cmdLine.getOption("action", action)) action = "status";
+    // Installing and removing change the list and the inventory: they wait
+    // for the run lock, so that no update installs at the same time.
+    bool changes = action.equalsIgnoreCase("install") || action.equalsIgnoreCase("remove");
+    if (!changes) return delayPackages(id, action, true);
+    int pid = static_cast<int>(getpid());
+    if (lock(pid, kRunLockTimeout) != 0) return kLockNotObtained;
+    int result = delayPackages(id, action, true);
+    unlock(pid);
+    return result;
 }
 
 int runSet(CmdLine& cmdLine) {

@@ -1,0 +1,38 @@
+#include "util/ChildProcess.h"
+
+#include <errno.h>
+#include <stdio.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <vector>
+
+int ChildProcess::run(const char* program, const Vector<String>& args,
+                      const ExecFailure& onExecFailure) {
+    // The argument vector is built before the fork: the child only execs.
+    std::vector<char*> argv;
+    for (int i = 0; i < args.size(); i++) argv.push_back(const_cast<char*>(args.elementAt(i).c_str()));
+    argv.push_back(nullptr);
+
+    // Output still buffered in this process must not be written twice.
+    fflush(nullptr);
+    pid_t pid = fork();
+    if (pid < 0) return -1;
+    if (pid == 0) {
+        execv(program, argv.data());
+        int error = errno;
+        int status = onExecFailure ? onExecFailure(error) : 127;
+        // _exit: the child must not run the parent's exit handlers or flush
+        // its buffers a second time.
+        _exit(status);
+    }
+    int status = 0;
+    while (waitpid(pid, &status, 0) < 0) {
+        if (errno != EINTR) return -1;
+    }
+    return status;
+}
+
+bool ChildProcess::exitedWith(int status, int code) {
+    return status >= 0 && WIFEXITED(status) && WEXITSTATUS(status) == code;
+}
