@@ -16,9 +16,11 @@ class ChildProcess {
     using ExecFailure = std::function<int(int error)>;
 
     // Runs `program` with `args` (args[0] is the program name the child sees)
-    // and waits for it. Returns the raw wait status (0 when the program
-    // exited with 0), or -1 when no child could be started.
-    static int run(const char* program, const Vector<String>& args, const ExecFailure& onExecFailure);
+    // and waits for it; with `quiet` its standard output and error go to
+    // /dev/null. Returns the raw wait status (0 when the program exited with
+    // 0), or -1 when no child could be started.
+    static int run(const char* program, const Vector<String>& args, const ExecFailure& onExecFailure,
+                   bool quiet = false);
 
     // Whether a raw wait status is a normal exit with code `code`.
     static bool exitedWith(int status, int code);

@@ -1,14 +1,27 @@
 #include "util/ChildProcess.h"
 
 #include <errno.h>
+#include <fcntl.h>
 #include <stdio.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <vector>
 
+namespace {
+
+void silenceOutput() {
+    int null = open("/dev/null", O_WRONLY);
+    if (null < 0) return;
+    dup2(null, STDOUT_FILENO);
+    dup2(null, STDERR_FILENO);
+    if (null > STDERR_FILENO) close(null);
+}
+
+}  // namespace
+
 int ChildProcess::run(const char* program, const Vector<String>& args,
-                      const ExecFailure& onExecFailure) {
+                      const ExecFailure& onExecFailure, bool quiet) {
     // The argument vector is built before the fork: the child only execs.
     std::vector<char*> argv;
     for (int i = 0; i < args.size(); i++) argv.push_back(const_cast<char*>(args.elementAt(i).c_str()));
@@ -19,6 +32,7 @@ int ChildProcess::run(const char* program, const Vector<String>& args,
     pid_t pid = fork();
     if (pid < 0) return -1;
     if (pid == 0) {
+        if (quiet) silenceOutput();
         execv(program, argv.data());
         int error = errno;
         int status = onExecFailure ? onExecFailure(error) : 127;

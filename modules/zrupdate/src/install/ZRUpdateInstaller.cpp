@@ -28,13 +28,17 @@ void logDebug(const String& message) {
 // Runs an external program with the argument vector `args`; when it cannot
 // even be started the child logs `execFailure` and ends. True when the
 // program exited with 0.
-bool runProgram(const char* program, std::initializer_list<String> args, const String& execFailure) {
+bool runProgram(const char* program, std::initializer_list<String> args, const String& execFailure,
+                bool quiet = false) {
     Vector<String> argv;
     for (const String& arg : args) argv.add(arg);
-    int status = ChildProcess::run(program, argv, [&execFailure](int) {
-        logInfo(execFailure);
-        return 127;
-    });
+    int status = ChildProcess::run(
+        program, argv,
+        [&execFailure](int) {
+            logInfo(execFailure);
+            return 127;
+        },
+        quiet);
     return ChildProcess::exitedWith(status, 0);
 }
 
@@ -118,18 +122,22 @@ bool ZRUpdateInstaller::installPackage(ZRPackageInfo& package) {
 bool ZRUpdateInstaller::unpack(const ZRPackageInfo& package, const String& archive) {
     const char* unzip = ZRPaths::UNZIP;
     const String& dir = package.path;
+    // unzip's own messages (the probe's "filename not matched" for every
+    // ordinary package) would only clutter the user's terminal: the outcome
+    // is in the log.
+    const bool quiet = true;
     // A package that carries "large_package_flag" is unpacked only as far as
     // its script needs; the script takes the rest from the archive itself.
     if (runProgram(unzip, {"unzip", "-q", "-o", archive, "large_package_flag", "-d", dir},
-                   packageFailureLine("Install 1", package))) {
+                   packageFailureLine("Install 1", package), quiet)) {
         if (runProgram(unzip, {"unzip", "-q", "-o", archive, "install", "readme", "install-package", "-d", dir},
-                       packageFailureLine("Install 2", package))) {
+                       packageFailureLine("Install 2", package), quiet)) {
             return true;
         }
         logInfo(packageFailureLine("Install 3", package));
         return false;
     }
-    if (!runProgram(unzip, {"unzip", "-q", "-o", archive, "-d", dir}, packageFailureLine("Install4 ", package))) {
+    if (!runProgram(unzip, {"unzip", "-q", "-o", archive, "-d", dir}, packageFailureLine("Install4 ", package), quiet)) {
         // The archive is kept when it cannot be unpacked, for a look at it.
         logInfo(packageFailureLine("Install5 ", package));
         return false;
