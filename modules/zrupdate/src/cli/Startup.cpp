@@ -13,6 +13,8 @@
 #include "store/ZRNetConfig.h"
 #include "ZRPaths.h"
 #include "store/ZRStoreFile.h"
+#include "store/ZRStateFiles.h"
+#include "store/ZRStoreDefaults.h"
 #include "store/ZRUpdateStore.h"
 #include "io/File.h"
 #include "util/Log.h"
