@@ -15,6 +15,7 @@
 #include "store/ZRPackageFile.h"
 #include "store/ZRStoreFile.h"
 #include "store/ZRUpdateParser.h"
+#include "store/ZRStateFiles.h"
 #include "store/ZRUpdateStore.h"
 #include "util/Log.h"
 #include "xml/XMLTree.h"
