@@ -5,6 +5,8 @@
 #include "cli/ProductCommands.h"
 #include "install/ZRDelayPackages.h"
 #include "install/ZRRunLock.h"
+#include "install/ZRUpdateRun.h"
+#include "client/ZRUpdateClient.h"
 
 #include <unistd.h>
 
@@ -23,15 +25,6 @@ bool productIdOption(CmdLine& cmdLine, long& id) {
     if (parseNumberOption(value, id)) return true;
     printText("ZRUpdate: invalid product id is specified!\n");
     return false;
-}
-
-// The update protocol (update run, ping and the run lock that delay-package
-// changes take) is not built yet: these commands say so and fail.
-int notAvailable(const char* what) {
-    String message("ZRUpdate: ");
-    message.append(what).append(" is not available in this build\n");
-    printText(message);
-    return -1;
 }
 
 int runRegister(CmdLine& cmdLine) {
@@ -55,11 +48,16 @@ int runStatus(CmdLine& cmdLine) {
 int runUpdate(CmdLine& cmdLine) {
     long id = 0;
     if (!productIdOption(cmdLine, id)) return kInvalidCommandLine;
-    return notAvailable("the update");
+    // Packages come over plain HTTP with a session id unless "https" is
+    // asked for.
+    String protocol;
+    bool httpDownload = !(cmdLine.getOption("protocol", protocol) && protocol.equalsIgnoreCase("https"));
+    return ::runUpdate(id, httpDownload);
 }
 
 int runPing(CmdLine&) {
-    return notAvailable("the ping");
+    ZRUpdateClient client;
+    return client.ping();
 }
 
 int runPackage(CmdLine& cmdLine) {
