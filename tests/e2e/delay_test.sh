@@ -20,7 +20,6 @@ held_package() {  # ID EXIT
 
 setup() {  # EXIT7 EXIT9
   fresh_home
-  install_scripts
   write_inventory "$CONF/zr-inventory" "$UPDATER_XML" "$(product_xml 7 Seven /opt/p7 1 0 0 0)"
   write_package_list "$list" "$(held_package 7 "$1")" "$(held_package 9 "$2")"
 }

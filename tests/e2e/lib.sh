@@ -106,12 +106,13 @@ write_network() {  # PATH [SERVERLIST_ATTRS] [SERVER_HOSTS...]
 }
 
 # fresh_home: wipes the scratch home and lays down the layout with the
-# updater's own product and one update server.
+# updater's own product, one update server and the scripts of bin/.
 fresh_home() {
   rm -rf "$ZRUPDATE_HOME"
   mkdir -p "$CONF" "$ZRUPDATE_HOME/logs" "$ZRUPDATE_HOME/bin" "$ZRUPDATE_HOME/tmp"
   write_inventory "$CONF/zr-inventory" "$UPDATER_XML"
   write_network "$CONF/zr-network"
+  install_scripts
 }
 
 # One PackageInfo element of a package list document.

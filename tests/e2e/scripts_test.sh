@@ -4,7 +4,6 @@
 source "$(dirname "$0")/lib.sh"
 
 fresh_home
-install_scripts
 write_inventory "$CONF/zr-inventory" "$UPDATER_XML" "$(product_xml 7 Seven /opt/p7 1 0 0 0)"
 status() { perl "$ZRUPDATE_HOME/bin/update_status.pl" --action update "$@"; }
 record="$CONF/zr-lastupdate"

@@ -27,7 +27,6 @@ start_update_server A "$PK"
 
 home() {
   fresh_home
-  install_scripts
   rm -rf "$WORK" "$MARK" "$TRACE" "$ZR_SCRATCH/hold"
   write_inventory "$CONF/zr-inventory" "$UPDATER_XML" "$(product_xml 7 Seven /opt/seven 2 0 0 0)"
   write_network "$CONF/zr-network" "$NET_HTTP" "127.0.0.1:$UPDATE_PORT_A"

@@ -22,7 +22,6 @@ CLOSED="127.0.0.1:$(free_port)"
 # (the reference server by default), with its delay list made.
 home() {  # [HOSTS...]
   fresh_home
-  install_scripts
   rm -rf "$WORK"
   write_inventory "$CONF/zr-inventory" "$UPDATER_XML" "$(product_xml 7 Seven /opt/seven 2 0 0 0)"
   write_network "$CONF/zr-network" "$NET_HTTP" "${@:-127.0.0.1:$UPDATE_PORT_A}"
