@@ -25,9 +25,7 @@ use warnings;
 use Cwd qw(abs_path);
 use Fcntl qw(:flock O_WRONLY O_CREAT O_EXCL O_RDWR O_NOFOLLOW);
 use File::Basename qw(dirname);
-use Getopt::Long qw(GetOptionsFromArray);
 use IO::Handle;
-use POSIX qw(strftime);
 
 my @FIELDS = qw(ProductID LastUpdate LastSuccessUpdate LastUpdateStatus UpdateMessage);
 
@@ -38,11 +36,17 @@ sub fail {
 
 sub home_dir { return dirname(dirname(abs_path($0))); }
 
+# The arguments are "--name value" pairs. (The script runs at every 5 % of
+# a download: it parses them by hand rather than load Getopt::Long.)
 sub parse_arguments {
     my %opt;
-    GetOptionsFromArray(\@_, \%opt, 'action=s', 'id=s', 'status=s', 'downloaded_size=s',
-                        'total_size=s')
-        or fail('bad arguments');
+    my @args = @_;
+    while (@args) {
+        my $name = shift(@args);
+        fail("unknown argument $name")
+            unless $name =~ /^--(action|id|status|downloaded_size|total_size)$/ && @args;
+        $opt{$1} = shift(@args);
+    }
     fail('--action update expected') unless ($opt{action} // '') eq 'update';
     fail('--id must be a decimal number') unless ($opt{id} // '') =~ /^\d+$/;
     my $status = $opt{status} // '';
@@ -177,7 +181,8 @@ sub main {
     my $records = read_records(read_file($path));
     my @ids = $opt->{id} == 0 ? inventory_ids($home) : ();
     @ids = ($opt->{id}) unless @ids;
-    my $now = strftime('%Y-%m-%d %H:%M:%S', localtime);
+    my @t = localtime;
+    my $now = sprintf('%04d-%02d-%02d %02d:%02d:%02d', $t[5] + 1900, $t[4] + 1, @t[3, 2, 1, 0]);
     for my $id (@ids) {
         my ($record) = grep { $_->{ProductID} eq $id } @$records;
         if (!$record) {
