@@ -1,5 +1,7 @@
-// The installer against real archives and scripts: every outcome of the
-// unzip and of the install script, in the work directory of the build.
+// The installer against real archives and scripts, in the work directory of
+// the build: the outcomes the end-to-end update tests do not reach (a script
+// ended by a signal, packages skipped, the large-package form, arguments
+// without an install path).
 #include <gtest/gtest.h>
 
 #include <unistd.h>
@@ -22,20 +24,16 @@ struct Case {
     int downloadResult;
     const char* scriptTail;  // the script's last line
     bool large;              // the archive carries large_package_flag
-    bool broken;             // the archive is not a zip file
     int runResult;
     const char* logLine;     // expected in the log
 };
 
 const Case kCases[] = {
-    {1, "ZIP", 1, "exit 0", false, false, 1, "Install P1 ..."},
-    {2, "zip", 1, "exit 1", false, false, -1, ") success"},
-    {3, "zip", 1, "exit 3", false, false, 0, "Install6 P3 (1.0.0.0) failed"},
-    {4, "zip", 1, "kill -9 $$", false, false, 0, "Install7 P4 (1.0.0.0) failed"},
-    {5, "tar", 1, "exit 0", false, false, 0, "ZRUpdate: unsupported package format: tar"},
-    {6, "zip", 0, "exit 0", false, false, 0, "ZRUpdate: package file of 'N6 (1.0.0.0) is invalid"},
-    {7, "zip", 1, "exit 0", false, true, 0, "Install5 P7 (1.0.0.0) failed"},
-    {8, "zip", 1, "exit 0", true, false, 1, "Install P8 ..."},
+    {1, "ZIP", 1, "exit 0", false, 1, "Install P1 ..."},
+    {4, "zip", 1, "kill -9 $$", false, 0, "Install7 P4 (1.0.0.0) failed"},
+    {5, "tar", 1, "exit 0", false, 0, "ZRUpdate: unsupported package format: tar"},
+    {6, "zip", 0, "exit 0", false, 0, "ZRUpdate: package file of 'N6 (1.0.0.0) is invalid"},
+    {8, "zip", 1, "exit 0", true, 1, "Install P8 ..."},
 };
 
 class InstallerTest : public ::testing::Test {
@@ -70,7 +68,7 @@ protected:
             for (const char* member : {"large_package_flag", "install", "readme"}) writeFile(build + "/" + member, "");
         }
         std::string zip = "cd " + build + " && chmod +x install-package && zip -q " + dir + "/p.zip *";
-        EXPECT_EQ(0, std::system(c.broken ? ("echo junk >" + dir + "/p.zip").c_str() : zip.c_str()));
+        EXPECT_EQ(0, std::system(zip.c_str()));
 
         ZRPackageInfo p;
         p.path = dir.c_str();
@@ -94,11 +92,11 @@ TEST_F(InstallerTest, EveryOutcomeOfUnzipAndScript) {
     for (const Case& c : kCases) packages.add(makePackage(c));
     // Through the package list document, as the update run hands it over.
     StringOutputStream text;
-    ASSERT_EQ(8, writePackageList(text, packages));
+    ASSERT_EQ(5, writePackageList(text, packages));
     ZRUpdateInstaller installer(text.getString());
-    ASSERT_EQ(8, installer.getPackageCount());
+    ASSERT_EQ(5, installer.getPackageCount());
 
-    EXPECT_EQ(3, installer.install());
+    EXPECT_EQ(2, installer.install());
     std::string log = readFile(scratch.file("log"));
     for (int i = 0; i < installer.getPackageCount(); i++) {
         const Case& c = kCases[i];
@@ -108,22 +106,16 @@ TEST_F(InstallerTest, EveryOutcomeOfUnzipAndScript) {
         EXPECT_NE(std::string::npos, log.find(c.logLine)) << log;
         std::string productDir = work + "/" + std::to_string(c.id);
         bool scriptRan = fileExists(scratch.file("record" + std::to_string(c.id)));
-        EXPECT_EQ(c.format[0] != 't' && c.downloadResult == 1 && !c.broken, scriptRan);
-        // The product directory goes once the script ran, unless held back.
-        EXPECT_EQ(!scriptRan || c.runResult == -1, fileExists(productDir));
+        EXPECT_EQ(c.format[0] != 't' && c.downloadResult == 1, scriptRan);
+        // The product directory goes once the script ran.
+        EXPECT_EQ(!scriptRan, fileExists(productDir));
     }
 
-    // Held back: moved under the home, the package path names the new place.
-    std::string heldPath = ZRPaths::HOME + work + "/2/1_0";
-    EXPECT_EQ(heldPath, installer.getPackage(1).path.c_str());
-    EXPECT_TRUE(fileExists(heldPath + "/payload"));
     // Arguments: the install path only when there is one; a large package
     // is unpacked only as far as its script and the archive stays for it.
     std::string dir8 = work + "/8/1_0";
     EXPECT_EQ("-s " + dir8 + "\ninstall\ninstall-package\nlarge_package_flag\np.zip\nreadme\n", readFile(scratch.file("record8")));
     EXPECT_EQ("-s " + work + "/1/1_0\ninstall-package\npayload\n", readFile(scratch.file("record1")));
-    // A broken archive is kept for a look at it.
-    EXPECT_TRUE(fileExists(work + "/7/1_0/p.zip"));
 }
 
 }  // namespace
