@@ -174,6 +174,7 @@ sub main {
     my $path = "$home/conf/zr-lastupdate";
 
     # One report at a time: concurrent updates each read the other's result.
+    mkdir("$home/tmp", 0755) unless -d "$home/tmp";
     sysopen(my $lock, "$home/tmp/zr-lastupdate.lock", O_RDWR | O_CREAT | O_NOFOLLOW, 0600)
         or fail("cannot open the lock file: $!");
     flock($lock, LOCK_EX) or fail("cannot lock: $!");

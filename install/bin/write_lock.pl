@@ -70,7 +70,9 @@ sub holder_alive {
 }
 
 sub open_state {
-    my $path = dirname(dirname(abs_path($0))) . '/tmp/zr-run-lock';
+    my $folder = dirname(dirname(abs_path($0))) . '/tmp';
+    mkdir($folder, 0755) unless -d $folder;
+    my $path = "$folder/zr-run-lock";
     sysopen(my $fh, $path, O_RDWR | O_CREAT | O_NOFOLLOW, 0644) or fail("cannot open $path: $!");
     flock($fh, LOCK_EX) or fail("cannot lock $path: $!");
     return $fh;

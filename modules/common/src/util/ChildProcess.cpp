@@ -2,6 +2,7 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <signal.h>
 #include <stdio.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -33,6 +34,9 @@ int ChildProcess::run(const char* program, const Vector<String>& args,
     if (pid < 0) return -1;
     if (pid == 0) {
         if (quiet) silenceOutput();
+        // An ignored SIGPIPE would stay ignored across exec: the program
+        // gets the default, as when started from a shell.
+        signal(SIGPIPE, SIG_DFL);
         execv(program, argv.data());
         int error = errno;
         int status = onExecFailure ? onExecFailure(error) : 127;
