@@ -28,6 +28,7 @@ import argparse
 import itertools
 import json
 import os
+import shlex
 import ssl
 import sys
 import threading
@@ -97,17 +98,43 @@ def package_xml(entry, md5, size):
 
 
 class Behaviour:
-    """What the server does, from the command line, plus the counters that
-    make the first N answers differ from the later ones."""
+    """What the server does, from the command line and the options file,
+    plus the counters that make the first N answers differ from later ones."""
 
-    def __init__(self, args):
+    def __init__(self, parser, argv, args):
+        self.parser = parser
+        self.argv = argv
         self.args = args
+        self.extra = None
         self.lock = threading.Lock()
         self.redirects = 0
         self.cuts = 0
         self.uploads = itertools.count(1)
         self.sessions = itertools.count(1)
         self.issued = set()
+
+    def refresh(self):
+        """Options added by the options file, read again before every request
+        so that a test can change the behaviour without a restart; writing the
+        file starts the counters afresh."""
+        if not self.args.options_file:
+            return
+        try:
+            with open(self.args.options_file) as f:
+                extra = (os.fstat(f.fileno()).st_mtime_ns, f.read())
+        except FileNotFoundError:
+            extra = (0, "")
+        with self.lock:
+            if extra == self.extra:
+                return
+            self.extra = extra
+            try:
+                self.args = self.parser.parse_args(self.argv + shlex.split(extra[1]))
+            except SystemExit:
+                return
+            self.args.manifest = self.args.manifest or os.path.join(self.args.root, "manifest.json")
+            self.redirects = 0
+            self.cuts = 0
 
     def next_redirect(self):
         with self.lock:
@@ -170,6 +197,7 @@ class Handler(BaseHTTPRequestHandler):
     # --- dispatch -----------------------------------------------------
 
     def do_POST(self):
+        self.behaviour.refresh()
         body = self.read_body()
         self.record(body)
         path = urlsplit(self.path).path
@@ -181,6 +209,7 @@ class Handler(BaseHTTPRequestHandler):
             self.answer(404, b"not found\n")
 
     def do_GET(self):
+        self.behaviour.refresh()
         self.record()
         parts = urlsplit(self.path)
         query = parse_qs(parts.query)
@@ -335,6 +364,7 @@ def main():
     p.add_argument("--tls-cert", help="serve HTTPS with this PEM certificate")
     p.add_argument("--tls-key", help="private key of --tls-cert")
     p.add_argument("--request-log", help="append one JSON line per request")
+    p.add_argument("--options-file", help="more options, read again before every request")
     p.add_argument("--verbose", action="store_true")
     bad = p.add_argument_group("misbehaviour for tests")
     bad.add_argument("--status", type=int, default=200, help="HTTP status of every update answer")
@@ -357,12 +387,13 @@ def main():
     up.add_argument("--upload-dir", help="keep every upload body and its headers here")
     up.add_argument("--upload-status", type=int, default=200)
     up.add_argument("--upload-answer", default="<UploadConfig/>\n", help="body of config and request answers")
-    args = p.parse_args()
+    argv = sys.argv[1:]
+    args = p.parse_args(argv)
     args.manifest = args.manifest or os.path.join(args.root, "manifest.json")
 
     server = ThreadingHTTPServer(("127.0.0.1", args.port), Handler)
     server.daemon_threads = True
-    server.behaviour = Behaviour(args)
+    server.behaviour = Behaviour(p, argv, args)
     if args.tls_cert:
         context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
         context.load_cert_chain(args.tls_cert, args.tls_key)

@@ -174,14 +174,16 @@ start_tls_peer() {
 # start_update_server NAME ROOT [OPTIONS...]: the reference update server
 # (tools/zr-update-server.py) on the package folder ROOT -> UPDATE_PORT_<NAME>,
 # UPDATE_PID_<NAME>; its request log (one JSON line per request) is
-# $ZR_SCRATCH/NAME.requests. stop_update_server NAME stops it early.
+# $ZR_SCRATCH/NAME.requests. update_server_options NAME OPTIONS... changes
+# its behaviour from the next request on (the start options stay);
+# stop_update_server NAME stops it early.
 start_update_server() {
   local name="$1" root="$2" i
   shift 2
   local portfile="$ZR_SCRATCH/$name.port"
   rm -f "$portfile"
   python3 "$ZR_SOURCE_DIR/tools/zr-update-server.py" --root "$root" --port 0 --port-file "$portfile" \
-    --request-log "$ZR_SCRATCH/$name.requests" "$@" >/dev/null 2>"$ZR_SCRATCH/$name.stderr" &
+    --request-log "$ZR_SCRATCH/$name.requests" --options-file "$ZR_SCRATCH/$name.options" "$@" >/dev/null 2>"$ZR_SCRATCH/$name.stderr" &
   local pid=$!
   add_cleanup "stop_pid $pid"
   for ((i = 0; i < 100; i++)); do
@@ -192,6 +194,13 @@ start_update_server() {
   [[ -s "$portfile" ]] || { echo "update server did not start: $(cat "$ZR_SCRATCH/$name.stderr")" >&2; return 1; }
   printf -v "UPDATE_PORT_$name" '%s' "$(cat "$portfile")"
   printf -v "UPDATE_PID_$name" '%s' "$pid"
+}
+
+update_server_options() {
+  local name="$1"
+  shift
+  : >"$ZR_SCRATCH/$name.options"
+  [[ $# -eq 0 ]] || printf '%q ' "$@" >"$ZR_SCRATCH/$name.options"
 }
 
 stop_update_server() {

@@ -1,96 +1,97 @@
 #!/usr/bin/env bash
-# Updates that run at the same time or are killed: the run lock lets one
-# install at a time, a killed update never blocks the next, and the
-# inventory and the delay list are whole documents, unchanged by a run that
-# did not finish.
+# A package download killed at any point finishes on the next run with the
+# right file, and "conf/zr-partial-files" is a whole document at every kill
+# point. The client is killed just before file-changing system calls (its
+# own and those of the programs it starts), both while a cut download is
+# being kept and while a kept part is being resumed.
 source "$(dirname "$0")/lib.sh"
 source "$(dirname "$0")/servers.sh"
 
-WORK="${ZRUPDATE_WORK_DIR:?}"
+command -v strace >/dev/null || { echo "SKIP: strace is not installed"; exit 0; }
+: "${ZR_CLIENT_DRIVER:?ZR_CLIENT_DRIVER is not set}"
+WORK="${ZRUPDATE_WORK_DIR:?ZRUPDATE_WORK_DIR is not set}"
+
+CALLS=(openat write fsync rename renameat2 unlink unlinkat ftruncate)
+POINTS_PER_CALL=${ZR_KILL_POINTS:-3}
 PK="$ZR_SCRATCH/packages"
-NET_HTTP='type="http" mac="" isUsingProxy="0" proxy="" proxyuser="" user="" timeout="10"'
-MARK="$ZR_SCRATCH/mark"
-TRACE="$ZR_SCRATCH/installs"
+CUT=40000
+python3 "$ZR_SOURCE_DIR/tools/zr-make-package.py" --root "$PK" --id 7 --version 2.5.0.0 --bytes 120000 >/dev/null
+P7="$PK/p7-2.5.0.0.zip"
+P7_LOCAL="$WORK/7/2_5_0_0/p7-2.5.0.0.zip"
+START="$ZR_SCRATCH/start"
 
-# The install script: records when it runs; the first run started after
-# `hold` waits until it is killed.
-cat >"$ZR_SCRATCH/script" <<SH
-#!/bin/sh
-echo "start" >>"$TRACE"
-if [ -e "$ZR_SCRATCH/hold" ] && [ ! -e "$MARK" ]; then echo \$\$ >"$MARK"; sleep 60; fi
-sleep 1
-echo "end" >>"$TRACE"
-SH
-python3 "$ZR_SOURCE_DIR/tools/zr-make-package.py" --root "$PK" --id 7 --version 2.5.0.0 \
-  --script "$ZR_SCRATCH/script" --bytes 200000 >/dev/null
-start_update_server A "$PK"
+start_update_server X "$PK"
+fresh_home
+write_inventory "$CONF/zr-inventory" "$UPDATER_XML" "$(product_xml 7 Seven /opt/seven 2 0 0 0)"
+write_network "$CONF/zr-network" 'type="http" mac="" isUsingProxy="0" proxy="" proxyuser="" user="" timeout="10"' \
+  "127.0.0.1:$UPDATE_PORT_X"
+printf '1;\n' >"$ZRUPDATE_HOME/bin/update_status.pl"
+"$ZR_CLIENT_DRIVER" update 0 0 >/dev/null  # creates the default documents
+rm -rf "$WORK"
 
-home() {
-  fresh_home
-  rm -rf "$WORK" "$MARK" "$TRACE" "$ZR_SCRATCH/hold"
-  write_inventory "$CONF/zr-inventory" "$UPDATER_XML" "$(product_xml 7 Seven /opt/seven 2 0 0 0)"
-  write_network "$CONF/zr-network" "$NET_HTTP" "127.0.0.1:$UPDATE_PORT_A"
-  "$ZRUPDATE_BIN" -P >/dev/null  # makes the delay list
-  cp "$CONF/zr-inventory" "$ZR_SCRATCH/inventory.before"
-  cp "$CONF/zr-delay-packages" "$ZR_SCRATCH/list.before"
-}
-whole_and_unchanged() {  # WHAT
-  xmllint --noout "$CONF/zr-inventory" "$CONF/zr-delay-packages" || fail "$1: broken document"
-  assert_same_file "$ZR_SCRATCH/inventory.before" "$CONF/zr-inventory" "$1: inventory"
-  assert_same_file "$ZR_SCRATCH/list.before" "$CONF/zr-delay-packages" "$1: delay list"
-}
-wait_for() {  # FILE: at most 60 s
-  local i
-  for ((i = 0; i < 600; i++)); do [[ -s "$1" ]] && return 0; sleep 0.1; done
-  fail "$1 never appeared"
-}
-# kill_update PID: kills the update and what it was waiting for.
-kill_update() {
-  kill -9 "$1"
-  wait "$1" 2>/dev/null
-  [[ -s "$MARK" ]] && kill "$(cat "$MARK")" 2>/dev/null
-  return 0
-}
-completes() {  # WHAT: the next update installs
-  zr -u
-  assert_eq 2 "$RC" "$1: the next update"
-  assert_eq "2.5.0.0" "$("$ZRUPDATE_BIN" -v --id 7)" "$1: version"
+save_state() { rm -rf "$START" && mkdir -p "$START" && cp -a "$ZRUPDATE_HOME" "$START/home"; }
+restore() {
+  rm -rf "$ZRUPDATE_HOME" "$WORK"
+  cp -a "$START/home" "$ZRUPDATE_HOME"
 }
 
-# --- two updates at once: installs never overlap, results as the run says ---
-home
-"$ZRUPDATE_BIN" -u >/dev/null 2>&1 & first=$!
-"$ZRUPDATE_BIN" -u >/dev/null 2>&1 & second=$!
-wait "$first"; r1=$?
-wait "$second"; r2=$?
-for r in $r1 $r2; do
-  [[ " 0 2 250 251 " == *" $r "* ]] || fail "concurrent update ended with $r"
-done
-xmllint --noout "$CONF/zr-inventory" "$CONF/zr-delay-packages" || fail "broken document after concurrent updates"
-[[ "$(tr '\n' ' ' <"$TRACE")" =~ ^(start\ end\ )+$ ]] || fail "installs overlapped: $(cat "$TRACE")"
-zr -u
-[[ " 0 2 " == *" $RC "* ]] || fail "update after the concurrent ones: $RC"
-assert_eq "2.5.0.0" "$("$ZRUPDATE_BIN" -v --id 7)" "version after concurrent updates"
+partial_files_whole() {
+  python3 - "$CONF/zr-partial-files" <<'PY' || return 1
+import sys, xml.etree.ElementTree as ET
+root = ET.parse(sys.argv[1]).getroot()
+assert root.tag == "PartialFiles", root.tag
+PY
+}
 
-# --- killed during the download (held in a progress report) ---
-home
-printf '#!/usr/bin/perl\nif ("@ARGV" =~ /downloaded_size [1-9]/ && !-e "%s") { open(my $f, ">", "%s"); print $f "$$\\n"; close($f); sleep 60; }\n' \
-  "$MARK" "$MARK" >"$ZRUPDATE_HOME/bin/update_status.pl"
-"$ZRUPDATE_BIN" -u >/dev/null 2>&1 & pid=$!
-wait_for "$MARK"
-whole_and_unchanged "during the download"
-kill_update "$pid"
-whole_and_unchanged "killed during the download"
-install_scripts
-completes "killed during the download"
+# run_case WHAT SERVER_OPTIONS...: the run killed is one against a server
+# behaving as the options say, from the saved start state.
+run_case() {
+  local what="$1"
+  shift
+  update_server_options X "$@"
+  restore
+  ASAN_OPTIONS="$TRACED_ASAN" strace -f -qq -o "$ZR_SCRATCH/trace" -e trace="$(IFS=,; echo "${CALLS[*]}")" \
+    "$ZR_CLIENT_DRIVER" update 0 0 >/dev/null 2>&1 || fail "traced run ($what)"
+  local call count n step kills=0 killed=0
+  for call in "${CALLS[@]}"; do
+    count=$(grep -cE "^[0-9]+ +$call\(" "$ZR_SCRATCH/trace" || true)
+    ((count > 0)) || continue
+    step=$(((count + POINTS_PER_CALL - 1) / POINTS_PER_CALL))
+    for ((n = 1; n <= count; n += step)); do
+      update_server_options X "$@"
+      restore
+      local rc
+      rc=$({
+        ASAN_OPTIONS="$TRACED_ASAN" strace -f -qq -o /dev/null -e trace="$call" \
+          -e inject="$call":signal=SIGKILL:when="$n" "$ZR_CLIENT_DRIVER" update 0 0 >/dev/null 2>&1
+        echo $?
+      } 2>/dev/null)
+      ((rc == 128 + 9)) && killed=$((killed + 1))
+      partial_files_whole || fail "$what: conf/zr-partial-files broken after a kill at $call #$n"
+      # The next run against a well-behaved server completes the package.
+      update_server_options X
+      local out
+      out=$("$ZR_CLIENT_DRIVER" update 0 0 2>&1)
+      assert_contains "$out" "result 1 " "$what: run after a kill at $call #$n"
+      assert_same_file "$P7" "$P7_LOCAL" "$what: package after a kill at $call #$n"
+      partial_files_whole || fail "$what: conf/zr-partial-files broken after the run following $call #$n"
+      kills=$((kills + 1))
+    done
+  done
+  ((kills >= 8)) || fail "$what: only $kills kill points reached"
+  ((killed * 2 >= kills)) || fail "$what: only $killed of $kills runs were killed"
+  echo "$what: $kills kill points, $killed killed"
+}
 
-# --- killed during the install, holding the run lock ---
-home
-touch "$ZR_SCRATCH/hold"
-"$ZRUPDATE_BIN" -u >/dev/null 2>&1 & pid=$!
-wait_for "$MARK"
-whole_and_unchanged "during the install"
-kill_update "$pid"
-whole_and_unchanged "killed during the install"
-completes "killed during the install"
-echo "update_kill: all passed"
+# A cut download being kept for later.
+save_state
+run_case "keeping a cut download" --cut-after $CUT
+
+# A kept part being resumed.
+update_server_options X --cut-after $CUT
+"$ZR_CLIENT_DRIVER" update 0 0 >/dev/null
+grep -q "actualSize=\"$CUT\"" "$CONF/zr-partial-files" || fail "no part kept to resume"
+rm -rf "$WORK"
+save_state
+run_case "resuming a kept part"
+echo "update kill: all passed"

@@ -11,6 +11,7 @@
 #include "io/File.h"
 #include "store/ZRStateFiles.h"
 #include "store/ZRStoreFile.h"
+#include "store/ZRStateFiles.h"
 #include "store/ZRUpdateStore.h"
 
 namespace {

@@ -12,16 +12,7 @@
 #include "net/HttpConnection.h"
 #include "net/HttpRequest.h"
 #include "net/HttpResponse.h"
-#if __has_include("net/HttpsConnection.h")
 #include "net/HttpsConnection.h"
-#else
-// TEMPORARY until the TLS connection lands: a plain connection stands in.
-class HttpsConnection : public HttpConnection {
-public:
-    HttpsConnection() { setTunnel(true); }
-    bool setVerifyLocations(const String&, const String&) { return true; }
-};
-#endif
 #include "net/URL.h"
 #include "store/ZRNetConfig.h"
 #include "store/ZRUpdateParser.h"

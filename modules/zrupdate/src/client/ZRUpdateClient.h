@@ -5,6 +5,7 @@
 #include "Vector.h"
 #include "ZRObject.h"
 #include "store/ZRPackageInfo.h"
+#include "store/NetSettings.h"
 #include "store/ZRServer.h"
 
 class HttpConnection;

@@ -24,6 +24,7 @@
 #include "store/ZRNetConfig.h"
 #include "store/ZRStoreFile.h"
 #include "store/ZRUpdateParser.h"
+#include "store/ZRStateFiles.h"
 #include "store/ZRUpdateStore.h"
 
 namespace {
@@ -187,6 +188,7 @@ bool ZRUpdateClient::downloadFile(long productId, const String& name, const Stri
         if (!connection) continue;
         connection->setKeepAlive(false);
         long held = 0;
+        bool answered = false;
         try {
             HttpRequest request;
             String target = url.startsWith("http") ? url
@@ -212,6 +214,7 @@ bool ZRUpdateClient::downloadFile(long productId, const String& name, const Stri
                 if (held > 0) partial.keep();
                 continue;
             }
+            answered = true;
             ZRClientLog::debug(request.toString());
             ZRClientLog::debug(answer.toString());
             lastStatus = answer.getStatus();
@@ -253,17 +256,13 @@ bool ZRUpdateClient::downloadFile(long productId, const String& name, const Stri
             if (received != size) ZR_THROW(IOException, "file size is incorrect", "ZRUpdateClientDownload");
             return true;
         } catch (Exception& e) {
-            bool reached = connection->isConnected();
             connection->close();
-            // A server that cannot be reached is passed over like one whose
-            // connection fails; a transfer that breaks off keeps what it
-            // received for the next run and ends this package.
-            if (!reached && held == 0) {
-                ZRClientLog::socketFailure(e, usingProxy);
-                continue;
-            }
+            // What was received is kept for the next run. A server that
+            // cannot be reached is passed over like one whose connection
+            // fails; a transfer that breaks off ends this package.
             partial.keep();
             ZRClientLog::socketFailure(e, usingProxy);
+            if (!answered) continue;
             return false;
         }
     }
