@@ -9,7 +9,6 @@
 #include "ZRPaths.h"
 #include "client/ZRClientLog.h"
 #include "io/File.h"
-#include "store/ZRStateFiles.h"
 #include "store/ZRStoreFile.h"
 #include "store/ZRStateFiles.h"
 #include "store/ZRUpdateStore.h"
