@@ -22,9 +22,7 @@
 # arguments or the record could not be written (ZRUpdate ignores it).
 use strict;
 use warnings;
-use Cwd qw(abs_path);
 use Fcntl qw(:flock O_WRONLY O_CREAT O_EXCL O_RDWR O_NOFOLLOW);
-use File::Basename qw(dirname);
 use IO::Handle;
 
 my @FIELDS = qw(ProductID LastUpdate LastSuccessUpdate LastUpdateStatus UpdateMessage);
@@ -34,10 +32,24 @@ sub fail {
     exit 2;
 }
 
-sub home_dir { return dirname(dirname(abs_path($0))); }
+# The folder part of a path ("." for a bare name). The script runs at every
+# 5 % of a download, so it keeps to the few modules it needs.
+sub dirname {
+    my ($path) = @_;
+    return $path =~ m{^(.*)/[^/]*$}s ? ($1 eq '' ? '/' : $1) : '.';
+}
 
-# The arguments are "--name value" pairs. (The script runs at every 5 % of
-# a download: it parses them by hand rather than load Getopt::Long.)
+sub home_dir {
+    my $script = $0;
+    if ($script !~ m{^/}) {
+        require Cwd;
+        $script = Cwd::abs_path($script);
+    }
+    return dirname(dirname($script));
+}
+
+# The arguments are "--name value" pairs, parsed by hand rather than with
+# Getopt::Long.
 sub parse_arguments {
     my %opt;
     my @args = @_;
