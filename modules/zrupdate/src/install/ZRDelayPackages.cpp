@@ -100,14 +100,6 @@ String packageHolder(const String& path) {
     return slash < 0 ? path : path.substring(0, slash);
 }
 
-// Held-back packages live under the home directory; a folder anywhere else
-// named by a hand-edited list is never deleted.
-bool isUnderHome(const String& dir) {
-    String home(ZRPaths::HOME);
-    home.append("/");
-    return dir.startsWith(home.c_str()) && dir.indexOf("/../") < 0;
-}
-
 int removeAction(long id, Vector<ZRPackageInfo>& list, bool removeFiles) {
     logDebug("ZRUpdate: remove delay package id: ", id);
     if (list.isEmpty()) {
@@ -125,7 +117,7 @@ int removeAction(long id, Vector<ZRPackageInfo>& list, bool removeFiles) {
     if (writePackages(list, delayListPath()) != 0) return -1;
     for (int i = 0; i < holders.size(); i++) {
         File holder(holders.elementAt(i));
-        if (!isUnderHome(holder.getPath()) || !holder.deleteRecursive()) {
+        if (!isInsideFolder(holder.getPath(), ZRPaths::HOME) || !holder.deleteRecursive()) {
             String message("removing temporary directory: ");
             ZRStoreFile::logDebug(message.append(holder.getPath()).append(" failed"));
         }

@@ -109,10 +109,11 @@ bool ZRUpdateInstaller::installPackage(ZRPackageInfo& package) {
         logInfo(packageFailureLine("Install6 ", package));
     }
 
-    // The product directory (the parent of the package directory) goes.
+    // The product directory (the parent of the package directory) goes; only
+    // ever inside the work directory, whatever path a package list names.
     String parent = File(package.path).getParent();
     File productDir(parent.isEmpty() ? package.path : parent);
-    if (!productDir.deleteRecursive()) {
+    if (!isInsideFolder(productDir.getPath(), ZRPaths::WORK_DIR) || !productDir.deleteRecursive()) {
         String message("removing temporary directory: ");
         logDebug(message.append(productDir.getPath()).append(" failed"));
     }
