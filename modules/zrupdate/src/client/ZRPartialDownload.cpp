@@ -9,6 +9,7 @@
 #include "ZRPaths.h"
 #include "client/ZRClientLog.h"
 #include "io/File.h"
+#include "util/ChildProcess.h"
 #include "store/ZRStoreFile.h"
 #include "store/ZRStateFiles.h"
 #include "store/ZRUpdateStore.h"
@@ -37,17 +38,9 @@ bool syncData(const String& path) {
 }  // namespace
 
 bool moveFile(const String& from, const String& to) {
-    pid_t child = ::fork();
-    if (child < 0) return false;
-    if (child == 0) {
-        ::execl(ZRPaths::MV, "mv", "-f", from.c_str(), to.c_str(), static_cast<char*>(nullptr));
-        ::_exit(127);
-    }
-    int status = 0;
-    while (::waitpid(child, &status, 0) < 0) {
-        if (errno != EINTR) return false;
-    }
-    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    Vector<String> args;
+    for (const String& arg : {String("mv"), String("-f"), from, to}) args.add(arg);
+    return ChildProcess::exitedWith(ChildProcess::run(ZRPaths::MV, args, nullptr), 0);
 }
 
 ZRPartialDownload::ZRPartialDownload(long productId, const String& url, const String& localFile, long size)
