@@ -1,0 +1,140 @@
+# Starters of the local peers that the network tests talk to. Each listens on
+# 127.0.0.1 with an ephemeral port, keeps its files in a scratch folder and
+# is stopped when the sourcing script exits (through lib.sh's add_cleanup
+# when it is loaded, else through a trap of its own).
+#
+#   start_nginx DOCROOT          -> NGINX_PORT       (files, Range answered 206)
+#   start_tinyproxy USER PASS    -> TINYPROXY_PORT   (Basic credentials; CONNECT to any port)
+#   start_recorder ANSWER...     -> RECORDER_PORT, RECORDER_DIR (see peers/recorder.py)
+#
+# Call them directly (not in $(...)): they set the variables in this shell.
+
+SERVERS_PEERS="$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)/peers"
+
+if ! declare -F add_cleanup >/dev/null; then
+  SERVERS_CLEANUPS=()
+  add_cleanup() { SERVERS_CLEANUPS=("$1" "${SERVERS_CLEANUPS[@]}"); }
+  servers_run_cleanups() {
+    local c
+    for c in "${SERVERS_CLEANUPS[@]}"; do eval "$c" || true; done
+  }
+  trap servers_run_cleanups EXIT
+fi
+
+# A scratch folder removed at exit, in PEER_DIR (not printed: the cleanup
+# must be registered in this shell, not in a subshell).
+servers_scratch() {
+  PEER_DIR="$(mktemp -d /tmp/zr-peer.XXXXXX)"
+  add_cleanup "rm -rf '$PEER_DIR'"
+}
+
+# A port that was free a moment ago (for servers that cannot report the port
+# they bound themselves).
+free_port() {
+  python3 -c 'import socket; s=socket.socket(); s.bind(("127.0.0.1",0)); print(s.getsockname()[1])'
+}
+
+# wait_for_port PORT PID: until something listens (at most 10 s) or PID died.
+wait_for_port() {
+  local i
+  for ((i = 0; i < 100; i++)); do
+    kill -0 "$2" 2>/dev/null || return 1
+    (exec 3<>"/dev/tcp/127.0.0.1/$1") 2>/dev/null && return 0
+    sleep 0.1
+  done
+  return 1
+}
+
+# stop_pid PID: ends a peer this script started, and waits for it.
+stop_pid() { kill "$1" 2>/dev/null; wait "$1" 2>/dev/null || true; }
+
+start_nginx() {  # DOCROOT
+  local docroot dir port pid attempt
+  docroot="$(cd "$1" && pwd)"
+  servers_scratch
+  dir="$PEER_DIR"
+  mkdir -p "$dir/tmp"
+  for attempt in 1 2 3; do
+    port="$(free_port)"
+    cat >"$dir/nginx.conf" <<CONF
+$( [ "$(id -u)" -eq 0 ] && echo "user root;" )
+worker_processes 1;
+daemon off;
+pid $dir/nginx.pid;
+error_log $dir/error.log;
+events { worker_connections 64; }
+http {
+  access_log off;
+  client_body_temp_path $dir/tmp/body;
+  proxy_temp_path $dir/tmp/proxy;
+  fastcgi_temp_path $dir/tmp/fastcgi;
+  uwsgi_temp_path $dir/tmp/uwsgi;
+  scgi_temp_path $dir/tmp/scgi;
+  sendfile on;
+  default_type application/octet-stream;
+  server {
+    listen 127.0.0.1:$port;
+    root $docroot;
+  }
+}
+CONF
+    nginx -e "$dir/error.log" -p "$dir" -c "$dir/nginx.conf" >"$dir/stderr" 2>&1 &
+    pid=$!
+    if wait_for_port "$port" "$pid"; then
+      add_cleanup "stop_pid $pid"
+      NGINX_PORT=$port
+      return 0
+    fi
+    stop_pid "$pid"
+  done
+  echo "nginx did not start: $(cat "$dir/error.log" "$dir/stderr" 2>/dev/null)" >&2
+  return 1
+}
+
+start_tinyproxy() {  # USER PASS
+  local dir port pid attempt
+  servers_scratch
+  dir="$PEER_DIR"
+  for attempt in 1 2 3; do
+    port="$(free_port)"
+    cat >"$dir/tinyproxy.conf" <<CONF
+Port $port
+Listen 127.0.0.1
+Timeout 30
+MaxClients 20
+Allow 127.0.0.1
+BasicAuth $1 $2
+LogFile "$dir/tinyproxy.log"
+LogLevel Info
+PidFile "$dir/tinyproxy.pid"
+$( [ "$(id -u)" -eq 0 ] && printf 'User root\nGroup root' )
+CONF
+    tinyproxy -d -c "$dir/tinyproxy.conf" >"$dir/stderr" 2>&1 &
+    pid=$!
+    if wait_for_port "$port" "$pid"; then
+      add_cleanup "stop_pid $pid"
+      TINYPROXY_PORT=$port
+      return 0
+    fi
+    stop_pid "$pid"
+  done
+  echo "tinyproxy did not start: $(cat "$dir/stderr" "$dir/tinyproxy.log" 2>/dev/null)" >&2
+  return 1
+}
+
+start_recorder() {  # ANSWER...
+  local dir pid i
+  servers_scratch
+  dir="$PEER_DIR"
+  python3 "$SERVERS_PEERS/recorder.py" "$dir" "$@" 2>"$dir/stderr" &
+  pid=$!
+  add_cleanup "stop_pid $pid"
+  for ((i = 0; i < 100; i++)); do
+    [[ -s "$dir/port" ]] && break
+    sleep 0.1
+  done
+  [[ -s "$dir/port" ]] || { echo "recorder did not start: $(cat "$dir/stderr")" >&2; return 1; }
+  RECORDER_PORT="$(cat "$dir/port")"
+  RECORDER_DIR="$dir"
+  RECORDER_PID=$pid
+}
