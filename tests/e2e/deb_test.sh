@@ -26,7 +26,7 @@ command -v ccache >/dev/null && launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
 {
   cmake -S "$ZR_SOURCE_DIR" -B "$build" -DCMAKE_BUILD_TYPE=Release -DZRUPDATE_TESTS=OFF \
     -DZRUPDATE_SCRATCH= -DCMAKE_SKIP_INSTALL_ALL_DEPENDENCY=ON "${launcher[@]}" &&
-    cmake --build "$build" -j2 --target ZRUpdate zrupdate-init &&
+    cmake --build "$build" -j2 --target ZRUpdate zrupdate-init zrupload &&
     rm -f "$build"/*.deb && (cd "$build" && cpack -G DEB)
 } >"$ZR_SCRATCH/build.log" 2>&1 || { tail -30 "$ZR_SCRATCH/build.log" >&2; fail "package build failed"; }
 deb=("$build"/zrupdate_*.deb)

@@ -23,8 +23,6 @@ const int kBadStateFiles = -2;
 const int kInvalidCommandLine = -1;
 const int kTimedOut = -9;
 
-const char kLogFile[] = "logs/zrupdate.log";
-
 // Set-up and release of the TLS library around the whole run, so that every
 // return from the program releases it. OpenSSL 3 needs no more than
 // OPENSSL_init_ssl at start and OPENSSL_cleanup at the end: the error
@@ -87,7 +85,7 @@ int run(int argc, char** argv) {
     File(String(ZRPaths::HOME)).mkdirs();
     // The log directory is made too: a home without it would otherwise send
     // every log line to standard error.
-    String logPath = ZRStoreFile::homeFile(kLogFile);
+    String logPath = ZRStoreFile::homeFile(ZRStateFiles::LOG);
     File(File(logPath).getParent()).mkdirs();
     Log::openLog(logPath.c_str());
     Log::setMode(0);

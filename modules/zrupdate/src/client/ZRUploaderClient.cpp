@@ -1,0 +1,155 @@
+#include "client/ZRUploaderClient.h"
+
+#include <climits>
+#include <memory>
+
+#include "Exception.h"
+#include "io/AtomicFile.h"
+#include "io/InputStream.h"
+#include "net/HttpConnection.h"
+#include "net/HttpRequest.h"
+#include "net/HttpResponse.h"
+#include "net/HttpsConnection.h"
+#include "net/URL.h"
+#include "store/ZRNetConfig.h"
+#include "util/Log.h"
+
+namespace {
+
+const char kVersionHeader[] = "X-ZR-Upload-Protocol-Version";
+const char kSerialHeader[] = "X-ZR-Serial-No";
+const char kDateHeader[] = "X-ZR-Date";
+const char kVirusNameHeader[] = "X-ZR-Virus-Name";
+const char kMD5Header[] = "X-ZR-MD5";
+const int kDefaultTimeoutMs = 180000;
+const int kPiece = 1024;
+
+void logDebug(const String& message) { Log::getLog()->log(message, Log::LEVEL_DEBUG); }
+void logInfo(const String& message) { Log::getFileLog()->log(message, Log::LEVEL_INFO); }
+
+bool isHttp(const NetSettings& settings) { return settings.type.equalsIgnoreCase("http"); }
+
+// The request every exchange starts from: the default headers, then the
+// protocol version and the serial number.
+HttpRequest uploadRequest(const String& method, const String& serialNo) {
+    HttpRequest request;
+    request.setMethod(method);
+    request.getHeader().add(kVersionHeader, "1.0");
+    request.getHeader().add(kSerialHeader, serialNo);
+    return request;
+}
+
+// The body of a 200 answer: pieces of at most kPiece bytes up to the end of
+// the stream, or up to the Content-Length when the answer gives one. It is
+// kept whole in memory (the service's answers are small documents) so that
+// the file can be replaced at once: a broken transfer leaves the previous
+// file, never a truncated one.
+void storeBody(HttpResponse& response, const String& outFile) {
+    InputStream* in = response.getInputStream();
+    if (in == nullptr) return;
+    long wanted = response.getContentLength();
+    String body;
+    char piece[kPiece];
+    long stored = 0;
+    while (wanted <= 0 || stored < wanted) {
+        long ask = wanted > 0 && wanted - stored < kPiece ? wanted - stored : kPiece;
+        int n = in->read(piece, static_cast<int>(ask));
+        if (n < 1) break;
+        body.append(piece, 0, n);
+        stored += n;
+    }
+    AtomicFile::replace(outFile, body.c_str(), body.length());
+}
+
+}  // namespace
+
+ZRUploaderClient::ZRUploaderClient(const String& serialNo) : serialNo(serialNo) {}
+
+ZRUploaderClient::~ZRUploaderClient() {}
+
+int ZRUploaderClient::getConfig(const String& date, const String& outFile) {
+    HttpRequest request = uploadRequest("GET", serialNo);
+    request.getHeader().add(kDateHeader, date);
+    return send("/zr-upload-config", request, outFile);
+}
+
+int ZRUploaderClient::sendRequest(const String& requestFile, const String& outFile) {
+    HttpRequest request = uploadRequest("POST", serialNo);
+    request.setPostFile(requestFile);
+    return send("/zr-upload-request", request, outFile);
+}
+
+int ZRUploaderClient::sendSample(const SampleInfo& info, const String& sampleFile) {
+    HttpRequest request = uploadRequest("POST", serialNo);
+    request.getHeader().add(kDateHeader, info.date);
+    request.getHeader().add(kVirusNameHeader, info.virusName);
+    request.getHeader().add(kMD5Header, info.md5);
+    request.setPostFile(sampleFile);
+    return send("/zr-upload-send", request, String());
+}
+
+int ZRUploaderClient::sendReport(const String& date, const String& reportFile) {
+    HttpRequest request = uploadRequest("POST", serialNo);
+    request.getHeader().add(kDateHeader, date);
+    request.setPostFile(reportFile);
+    return send("/zr-upload-report", request, String());
+}
+
+int ZRUploaderClient::send(const String& path, const HttpRequest& prepared, const String& outFile) {
+    NetSettings settings;
+    if (!ZRNetConfig::instance().getSettings(settings)) {
+        logDebug("ZRUploader: read server settings failed");
+        return -1;
+    }
+    if (settings.servers.size() == 0) {
+        logDebug("ZRUploader: No server is available in server store");
+        return -1;
+    }
+    bool http = isHttp(settings);
+    for (int i = 0; i < settings.servers.size(); i++) {
+        const String& host = settings.servers.elementAt(i).host;
+        std::unique_ptr<HttpConnection> connection(createConnection(settings));
+        logInfo("Connecting to " + host + (http ? "..." : " via secure connection..."));
+        // The connection adds its own headers (Content-Length, Connection,
+        // proxy credentials) to the request it sends; each server gets a
+        // fresh copy so that the next one sees the same head, not doubled
+        // lines.
+        HttpRequest request(prepared);
+        try {
+            request.setURL(URL(String(http ? "http:" : "https:") + "//" + host + path));
+            logDebug("ZRUploader Request: " + request.getURL().toString());
+            HttpResponse response;
+            if (!connection->send(request, response)) {
+                logInfo("Connecting to " + host + " failed");
+                continue;
+            }
+            logDebug(request.toString());
+            logDebug(response.toString());
+            if (response.getStatus() == 200 && !outFile.isEmpty()) storeBody(response, outFile);
+            connection->close();
+            return response.getStatus();
+        } catch (Exception& e) {
+            connection->close();
+            logInfo("Connecting to " + host + " failed: " + e.getMessage());
+        }
+    }
+    return -1;
+}
+
+HttpConnection* ZRUploaderClient::createConnection(const NetSettings& settings) {
+    HttpsConnection* secure = isHttp(settings) ? nullptr : new HttpsConnection();
+    HttpConnection* connection = secure != nullptr ? secure : new HttpConnection();
+    if (settings.isUsingProxy == "1") {
+        if (!settings.proxyserver.isEmpty()) connection->setProxy(settings.proxyserver, settings.proxyport);
+        if (!settings.proxyuser.isEmpty()) connection->setProxyAuth(settings.proxyuser, settings.proxypass);
+    }
+    if (!settings.user.isEmpty()) connection->setWebAuth(settings.user, settings.password);
+    int timeout = kDefaultTimeoutMs;
+    if (settings.timeout >= 1) timeout = settings.timeout > INT_MAX / 1000 ? INT_MAX : settings.timeout * 1000;
+    connection->setTimeout(timeout);
+    ServerVerify certificate;
+    if (secure != nullptr && ZRNetConfig::instance().getServerVerify(certificate)) {
+        secure->setVerifyLocations(certificate.certDir, certificate.certFile);
+    }
+    return connection;
+}
