@@ -11,8 +11,6 @@
 // -M uses the module network settings. Exit status: 0 when a server answered
 // 200, 1 when it answered another status, 2 when no server could be reached
 // or the settings could not be read, 64 for a bad command line.
-#include <openssl/ssl.h>
-
 #include <csignal>
 #include <cstdio>
 #include <cstring>
@@ -21,6 +19,7 @@
 #include "String.h"
 #include "client/ZRUploaderClient.h"
 #include "io/File.h"
+#include "net/SSL.h"
 #include "store/ZRNetConfig.h"
 #include "store/ZRStoreFile.h"
 #include "store/ZRUpdateStore.h"
@@ -91,7 +90,9 @@ int main(int argc, char** argv) {
     if (i >= argc) return usage();
 
     std::signal(SIGPIPE, SIG_IGN);
-    OPENSSL_init_ssl(OPENSSL_INIT_LOAD_SSL_STRINGS, nullptr);
+    // No time-out handler is installed: a TLS exchange that runs out of time
+    // throws, and the walk goes on with the next server.
+    SSLClient::initLibrary();
     int status = -1;
     try {
         openLog(debug);

@@ -3,9 +3,11 @@
 # is stopped when the sourcing script exits (through lib.sh's add_cleanup
 # when it is loaded, else through a trap of its own).
 #
-#   start_nginx DOCROOT          -> NGINX_PORT       (files, Range answered 206)
+#   start_nginx DOCROOT [CERT KEY] -> NGINX_PORT     (files, Range answered 206; TLS with CERT)
 #   start_tinyproxy USER PASS    -> TINYPROXY_PORT   (Basic credentials; CONNECT to any port)
 #   start_recorder ANSWER...     -> RECORDER_PORT, RECORDER_DIR (see peers/recorder.py)
+#   start_tls_peer CERT KEY [CA] -> TLS_PEER_PORT    (see peers/tls_peer.py)
+#   make_cert DIR NAME CN [CA]   certificates made at test time
 #
 # Call them directly (not in $(...)): they set the variables in this shell.
 
@@ -48,8 +50,9 @@ wait_for_port() {
 # stop_pid PID: ends a peer this script started, and waits for it.
 stop_pid() { kill "$1" 2>/dev/null; wait "$1" 2>/dev/null || true; }
 
-start_nginx() {  # DOCROOT
-  local docroot dir port pid attempt
+start_nginx() {  # DOCROOT [CERT KEY]
+  local docroot dir port pid attempt tls=""
+  [[ $# -ge 3 ]] && tls="ssl; ssl_certificate $2; ssl_certificate_key $3"
   docroot="$(cd "$1" && pwd)"
   servers_scratch
   dir="$PEER_DIR"
@@ -73,7 +76,7 @@ http {
   sendfile on;
   default_type application/octet-stream;
   server {
-    listen 127.0.0.1:$port;
+    listen 127.0.0.1:$port $tls;
     root $docroot;
   }
 }
@@ -137,4 +140,35 @@ start_recorder() {  # ANSWER...
   RECORDER_PORT="$(cat "$dir/port")"
   RECORDER_DIR="$dir"
   RECORDER_PID=$pid
+}
+
+# make_cert DIR NAME CN [CA_NAME]: DIR/NAME.crt and DIR/NAME.key, made now,
+# for the common name CN: self-signed, or issued by DIR/CA_NAME.crt.
+make_cert() {
+  local dir="$1" name="$2" cn="$3" ca="${4:-}"
+  if [[ -z "$ca" ]]; then
+    openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes -days 2 \
+      -subj "/CN=$cn" -keyout "$dir/$name.key" -out "$dir/$name.crt" 2>/dev/null
+  else
+    openssl req -new -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes \
+      -subj "/CN=$cn" -keyout "$dir/$name.key" -out "$dir/$name.csr" 2>/dev/null &&
+      openssl x509 -req -in "$dir/$name.csr" -CA "$dir/$ca.crt" -CAkey "$dir/$ca.key" \
+        -CAcreateserial -days 2 -out "$dir/$name.crt" 2>/dev/null
+  fi
+}
+
+# start_tls_peer CERT KEY [CLIENT_CA] -> TLS_PEER_PORT (see peers/tls_peer.py)
+start_tls_peer() {
+  local dir pid i
+  servers_scratch
+  dir="$PEER_DIR"
+  python3 "$SERVERS_PEERS/tls_peer.py" "$dir" "$@" 2>"$dir/stderr" &
+  pid=$!
+  add_cleanup "stop_pid $pid"
+  for ((i = 0; i < 100; i++)); do
+    [[ -s "$dir/port" ]] && break
+    sleep 0.1
+  done
+  [[ -s "$dir/port" ]] || { echo "TLS peer did not start: $(cat "$dir/stderr")" >&2; return 1; }
+  TLS_PEER_PORT="$(cat "$dir/port")"
 }
