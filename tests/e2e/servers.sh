@@ -172,3 +172,31 @@ start_tls_peer() {
   [[ -s "$dir/port" ]] || { echo "TLS peer did not start: $(cat "$dir/stderr")" >&2; return 1; }
   TLS_PEER_PORT="$(cat "$dir/port")"
 }
+
+# start_update_server NAME ROOT [OPTIONS...]: the reference update server
+# (tools/zr-update-server.py) on the package folder ROOT -> UPDATE_PORT_<NAME>,
+# UPDATE_PID_<NAME>; its request log (one JSON line per request) is
+# $ZR_SCRATCH/NAME.requests. stop_update_server NAME stops it early.
+start_update_server() {
+  local name="$1" root="$2" i
+  shift 2
+  local portfile="$ZR_SCRATCH/$name.port"
+  rm -f "$portfile"
+  python3 "$ZR_SOURCE_DIR/tools/zr-update-server.py" --root "$root" --port 0 --port-file "$portfile" \
+    --request-log "$ZR_SCRATCH/$name.requests" "$@" >/dev/null 2>"$ZR_SCRATCH/$name.stderr" &
+  local pid=$!
+  add_cleanup "stop_pid $pid"
+  for ((i = 0; i < 100; i++)); do
+    [[ -s "$portfile" ]] && break
+    kill -0 "$pid" 2>/dev/null || break
+    sleep 0.1
+  done
+  [[ -s "$portfile" ]] || { echo "update server did not start: $(cat "$ZR_SCRATCH/$name.stderr")" >&2; return 1; }
+  printf -v "UPDATE_PORT_$name" '%s' "$(cat "$portfile")"
+  printf -v "UPDATE_PID_$name" '%s' "$pid"
+}
+
+stop_update_server() {
+  local var="UPDATE_PID_$1"
+  stop_pid "${!var}"
+}
