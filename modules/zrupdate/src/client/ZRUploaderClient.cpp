@@ -1,15 +1,14 @@
 #include "client/ZRUploaderClient.h"
 
-#include <climits>
 #include <memory>
 
 #include "Exception.h"
+#include "client/ZRConnection.h"
 #include "io/AtomicFile.h"
 #include "io/InputStream.h"
 #include "net/HttpConnection.h"
 #include "net/HttpRequest.h"
 #include "net/HttpResponse.h"
-#include "net/HttpsConnection.h"
 #include "net/URL.h"
 #include "store/ZRNetConfig.h"
 #include "util/Log.h"
@@ -108,7 +107,7 @@ int ZRUploaderClient::send(const String& path, const HttpRequest& prepared, cons
     bool http = isHttp(settings);
     for (int i = 0; i < settings.servers.size(); i++) {
         const String& host = settings.servers.elementAt(i).host;
-        std::unique_ptr<HttpConnection> connection(createConnection(settings));
+        std::unique_ptr<HttpConnection> connection(createConnection(settings, !http, true, kDefaultTimeoutMs));
         logInfo("Connecting to " + host + (http ? "..." : " via secure connection..."));
         // The connection adds its own headers (Content-Length, Connection,
         // proxy credentials) to the request it sends; each server gets a
@@ -134,22 +133,4 @@ int ZRUploaderClient::send(const String& path, const HttpRequest& prepared, cons
         }
     }
     return -1;
-}
-
-HttpConnection* ZRUploaderClient::createConnection(const NetSettings& settings) {
-    HttpsConnection* secure = isHttp(settings) ? nullptr : new HttpsConnection();
-    HttpConnection* connection = secure != nullptr ? secure : new HttpConnection();
-    if (settings.isUsingProxy == "1") {
-        if (!settings.proxyserver.isEmpty()) connection->setProxy(settings.proxyserver, settings.proxyport);
-        if (!settings.proxyuser.isEmpty()) connection->setProxyAuth(settings.proxyuser, settings.proxypass);
-    }
-    if (!settings.user.isEmpty()) connection->setWebAuth(settings.user, settings.password);
-    int timeout = kDefaultTimeoutMs;
-    if (settings.timeout >= 1) timeout = settings.timeout > INT_MAX / 1000 ? INT_MAX : settings.timeout * 1000;
-    connection->setTimeout(timeout);
-    ServerVerify certificate;
-    if (secure != nullptr && ZRNetConfig::instance().getServerVerify(certificate)) {
-        secure->setVerifyLocations(certificate.certDir, certificate.certFile);
-    }
-    return connection;
 }

@@ -3,9 +3,7 @@
 
 #include "String.h"
 
-class HttpConnection;
 class HttpRequest;
-class NetSettings;
 
 // What the upload service is told about a sample: when it was found, the
 // name of the detection and the MD5 digest of the file.
@@ -41,9 +39,6 @@ class ZRUploaderClient {
   private:
     // The walk over the servers; an empty outFile keeps no body.
     int send(const String& path, const HttpRequest& request, const String& outFile);
-    // A connection made as the settings say (protocol, proxy, credentials,
-    // time-out, server certificate); owned by the caller.
-    HttpConnection* createConnection(const NetSettings& settings);
 
     String serialNo;
 };
