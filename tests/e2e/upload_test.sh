@@ -10,6 +10,7 @@ source "$(dirname "$0")/servers.sh"
 fresh_home
 cd "$ZR_SCRATCH"
 
+CR=$'\r'
 HTTP_ATTRS='type="http" mac="" isUsingProxy="0" proxy="" proxyuser="" user="" timeout="1"'
 # upload ARGS...: runs zrupload; UP_RC its status, UP_ERR its standard error.
 upload() {
@@ -90,14 +91,9 @@ assert_missing "$second_dir/request.1"
 write_network "$CONF/zr-network" "$HTTP_ATTRS" ""
 sed -i '/<Server /d' "$CONF/zr-network"
 mark_log
-if command -v strace >/dev/null; then
-  ASAN_OPTIONS="$TRACED_ASAN" strace -f -e trace=connect -o trace.txt "$ZR_UPLOAD" --debug report d report.txt 2>/dev/null
-  UP_RC=$?
-  assert_not_contains "$(cat trace.txt)" "AF_INET" "traffic without servers"
-else
-  upload --debug report d report.txt
-fi
-assert_eq 2 "$UP_RC" "exit status without servers"
+ASAN_OPTIONS="$TRACED_ASAN" strace -f -e trace=connect -o trace.txt "$ZR_UPLOAD" --debug report d report.txt 2>/dev/null
+assert_eq 2 "$?" "exit status without servers"
+assert_not_contains "$(cat trace.txt)" "AF_INET" "traffic without servers"
 assert_contains "$(new_log_text)" $'debug\tZRUploader: No server is available in server store' "log without servers"
 
 # 4. A sample file that does not exist: nothing is sent to any server.
@@ -119,32 +115,24 @@ for args in "config 2026-11-23 ref-config.xml" "request request.xml ref-answer.x
   upload --serial SN-42 $args
   assert_eq 0 "$UP_RC" "reference server: $args ($UP_ERR)"
 done
-assert_eq '<UploadConfig max="5"/>' "$(cat ref-config.xml)" "configuration from the reference server"
-assert_eq '<UploadConfig max="5"/>' "$(cat ref-answer.xml)" "request answer from the reference server"
+assert_eq '<UploadConfig max="5"/><UploadConfig max="5"/>' "$(cat ref-config.xml ref-answer.xml)" "answers stored"
 assert_same_file request.xml uploads/002-zr-upload-request.body "request kept by the reference server"
 assert_same_file sample.bin uploads/003-zr-upload-send.body "sample kept by the reference server"
 assert_same_file report.txt uploads/004-zr-upload-report.body "report kept by the reference server"
 assert_contains "$(cat uploads/003-zr-upload-send.headers)" '"X-ZR-Virus-Name": "EICAR-Test"' "sample headers"
 
-# 6. Through a proxy with Basic credentials; wrong ones end with its refusal.
+# 6. Through a proxy with Basic credentials (tinyproxy refuses a request
+# without them).
 command -v tinyproxy >/dev/null || skip "tinyproxy is not installed"
 start_tinyproxy uploader 's3cret'
 start_recorder ok10
 write_network "$CONF/zr-network" "$HTTP_ATTRS" "127.0.0.1:$RECORDER_PORT"
-proxied() {  # PASSWORD
-  zr -S --type http --isUsingProxy 1 --proxyserver 127.0.0.1 --proxyport "$TINYPROXY_PORT" --proxyuser uploader --proxypass "$1"
-  assert_eq 0 "$RC" "proxy settings"
-}
-proxied wrong
-upload report 2026-11-21 report.txt
-# (tinyproxy refuses them with 401 rather than 407)
-[[ "$UP_RC" -eq 1 && "$UP_ERR" =~ ^"zrupload: the server answered 40"[17]$ ]] || fail "wrong proxy credentials: $UP_ERR"
-assert_missing "$RECORDER_DIR/request.1"
-proxied 's3cret'
+zr -S --type http --isUsingProxy 1 --proxyserver 127.0.0.1 --proxyport "$TINYPROXY_PORT" \
+  --proxyuser uploader --proxypass 's3cret'
 upload --serial SN-42 report 2026-11-21 report.txt
 assert_eq 0 "$UP_RC" "report through the proxy ($UP_ERR)"
-got="$(cat "$RECORDER_DIR/request.1")"
-assert_contains "$got" "X-ZR-Serial-No: SN-42" "serial number through the proxy"
-assert_contains "$got" "$(cat report.txt)" "report body through the proxy"
-assert_not_contains "$got" "Proxy-authorization" "credentials passed on to the server"
+assert_contains "$(cat "$RECORDER_DIR/request.1")" "X-ZR-Date: 2026-11-21${CR}
+Content-Length: 21${CR}
+${CR}
+$(cat report.txt)" "report through the proxy"
 echo "upload: all passed"
