@@ -13,6 +13,8 @@
 #include "String.h"
 #include "store/ZRNetConfig.h"
 #include "ZRPaths.h"
+#include "store/ZRStateFiles.h"
+#include "store/ZRStoreDefaults.h"
 #include "store/ZRUpdateStore.h"
 #include "io/File.h"
 

@@ -22,7 +22,7 @@
 #include "net/SSL.h"
 #include "store/ZRNetConfig.h"
 #include "store/ZRStoreFile.h"
-#include "store/ZRUpdateStore.h"
+#include "store/ZRStateFiles.h"
 #include "util/Log.h"
 
 namespace {

@@ -125,21 +125,29 @@ CONF
   return 1
 }
 
-start_recorder() {  # ANSWER...
-  local dir pid i
+# start_python_peer SCRIPT ARGS...: runs peers/SCRIPT with a scratch folder
+# before ARGS and waits until it wrote its port there; sets PEER_DIR,
+# PEER_PID and PEER_PORT.
+start_python_peer() {
+  local script="$1" i
+  shift
   servers_scratch
-  dir="$PEER_DIR"
-  python3 "$SERVERS_PEERS/recorder.py" "$dir" "$@" 2>"$dir/stderr" &
-  pid=$!
-  add_cleanup "stop_pid $pid"
+  python3 "$SERVERS_PEERS/$script" "$PEER_DIR" "$@" 2>"$PEER_DIR/stderr" &
+  PEER_PID=$!
+  add_cleanup "stop_pid $PEER_PID"
   for ((i = 0; i < 100; i++)); do
-    [[ -s "$dir/port" ]] && break
+    [[ -s "$PEER_DIR/port" ]] && break
     sleep 0.1
   done
-  [[ -s "$dir/port" ]] || { echo "recorder did not start: $(cat "$dir/stderr")" >&2; return 1; }
-  RECORDER_PORT="$(cat "$dir/port")"
-  RECORDER_DIR="$dir"
-  RECORDER_PID=$pid
+  [[ -s "$PEER_DIR/port" ]] || { echo "$script did not start: $(cat "$PEER_DIR/stderr")" >&2; return 1; }
+  PEER_PORT="$(cat "$PEER_DIR/port")"
+}
+
+start_recorder() {  # ANSWER...
+  start_python_peer recorder.py "$@" || return 1
+  RECORDER_PORT=$PEER_PORT
+  RECORDER_DIR=$PEER_DIR
+  RECORDER_PID=$PEER_PID
 }
 
 # make_cert DIR NAME CN [CA_NAME]: DIR/NAME.crt and DIR/NAME.key, made now,
@@ -159,18 +167,8 @@ make_cert() {
 
 # start_tls_peer CERT KEY [CLIENT_CA] -> TLS_PEER_PORT (see peers/tls_peer.py)
 start_tls_peer() {
-  local dir pid i
-  servers_scratch
-  dir="$PEER_DIR"
-  python3 "$SERVERS_PEERS/tls_peer.py" "$dir" "$@" 2>"$dir/stderr" &
-  pid=$!
-  add_cleanup "stop_pid $pid"
-  for ((i = 0; i < 100; i++)); do
-    [[ -s "$dir/port" ]] && break
-    sleep 0.1
-  done
-  [[ -s "$dir/port" ]] || { echo "TLS peer did not start: $(cat "$dir/stderr")" >&2; return 1; }
-  TLS_PEER_PORT="$(cat "$dir/port")"
+  start_python_peer tls_peer.py "$@" || return 1
+  TLS_PEER_PORT=$PEER_PORT
 }
 
 # start_update_server NAME ROOT [OPTIONS...]: the reference update server

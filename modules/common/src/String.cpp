@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstring>
 #include <functional>
+#include <memory>
 #include <new>
 
 #include "Exception.h"
@@ -40,6 +41,13 @@ int boundedLength(const char* s, int count) {
     return static_cast<int>(strnlen(s, static_cast<size_t>(count)));
 }
 
+// Room for a text of `n` bytes and its NUL: the smallest multiple of STEP
+// above `n` (0 <= n <= INT_MAX - STEP).
+int roomFor(int n) {
+    if (n > INT_MAX - STEP) ZR_THROW(OutOfMemoryException, "Out of memory", UNIT);
+    return (n / STEP + 1) * STEP;
+}
+
 int cStringLength(const char* s) {
     size_t n = std::strlen(s);
     if (n > static_cast<size_t>(INT_MAX - STEP))
@@ -55,27 +63,34 @@ char* String::allocate(int size) {
     return block;
 }
 
-String::String() : capacity_(STEP), length_(0), buffer_(allocate(STEP)) {
+String::String() : String(0) {}
+
+String::String(int capacity)
+    : capacity_(roomFor(capacity > 0 ? capacity : 0)), length_(0), buffer_(allocate(capacity_)) {
     buffer_[0] = '\0';
 }
 
-String::String(int capacity) : String() {
-    ensureCapacity(capacity);
+// Sized for `s` at once: most strings are made from a C string and never
+// grow, so they cost one allocation and one copy.
+String::String(const char* s)
+    : capacity_(0), length_(s != nullptr ? cStringLength(s) : 0), buffer_(nullptr) {
+    capacity_ = roomFor(length_);
+    buffer_ = allocate(capacity_);
+    if (length_ > 0) std::memcpy(buffer_, s, static_cast<size_t>(length_));
+    buffer_[length_] = '\0';
 }
 
-String::String(const char* s) : String() {
-    append(s);
-}
-
-String::String(const char* s, int offset, int count) : String() {
+String::String(const char* s, int offset, int count)
+    : String(s != nullptr && offset >= 0 && count > 0 ? boundedLength(s + offset, count) : 0) {
     append(s, offset, count);
 }
 
+// A copy is sized for its text, not for the room the original grew to.
 String::String(const String& other)
     : ZRObject(other),
-      capacity_(other.capacity_),
+      capacity_(roomFor(other.length_)),
       length_(other.length_),
-      buffer_(allocate(other.capacity_)) {
+      buffer_(allocate(capacity_)) {
     std::memcpy(buffer_, other.buffer_, static_cast<size_t>(length_) + 1);
 }
 
@@ -104,7 +119,12 @@ void String::clear() {
 void String::ensureCapacity(int n) {
     if (capacity_ >= n + 1 || n < 0) return;
     if (n > INT_MAX - STEP) ZR_THROW(OutOfMemoryException, "Out of memory", UNIT);
-    int newCapacity = ((n + STEP) / STEP) * STEP;
+    // Growth is geometric (at least double the old room), so text built by
+    // many small appends is copied a bounded number of times per byte, not
+    // once per STEP bytes. The room stays a multiple of STEP and above `n`,
+    // and the text is the same as with growth in fixed steps.
+    int newCapacity = roomFor(n);
+    if (capacity_ <= INT_MAX / 2 && 2 * capacity_ > newCapacity) newCapacity = 2 * capacity_;
     char* block = allocate(newCapacity);
     std::memcpy(block, buffer_, static_cast<size_t>(length_) + 1);
     delete[] buffer_;
@@ -126,11 +146,11 @@ void String::insertBytes(int pos, const char* src, int count) {
     // such a source is copied aside first.
     bool inside = !std::less<const char*>()(src, buffer_) &&
                   std::less<const char*>()(src, buffer_ + capacity_);
-    String aside;
+    std::unique_ptr<char[]> aside;
     if (inside) {
-        aside.ensureCapacity(count);
-        std::memcpy(aside.buffer_, src, static_cast<size_t>(count));
-        src = aside.buffer_;
+        aside.reset(allocate(count));
+        std::memcpy(aside.get(), src, static_cast<size_t>(count));
+        src = aside.get();
     }
     ensureCapacity(length_ + count);
     std::memmove(buffer_ + pos + count, buffer_ + pos, static_cast<size_t>(length_ - pos));

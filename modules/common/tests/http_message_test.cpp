@@ -147,6 +147,11 @@ TEST(HttpResponse, MalformedHeads) {
         EXPECT_EQ(c.status, ex.response.getStatus());
         EXPECT_EQ(c.ok, ex.response.getInputStream() != nullptr);
     }
+    // A line of 8191 bytes and its "\r" fill the limit exactly: the "\n" past
+    // it is dropped, and the head goes on with the next line.
+    Exchange fullLine("HTTP/1.0 200 OK\r\nX: " + longLine.substr(4) + "\r\nY: 1\r\n\r\n");
+    ASSERT_TRUE(fullLine.response.read(&fullLine.socket));
+    EXPECT_EQ(2, fullLine.response.getHeader().size());
     Exchange noColon("HTTP/1.0 200 OK\r\nnocolon\r\n\r\n");
     EXPECT_THROW(noColon.response.read(&noColon.socket), ArrayIndexException);
     Exchange emptyReason("HTTP/1.0 200 \r\n\r\n");

@@ -27,36 +27,6 @@ void expectIndexErrorLeavesUnchanged(const char* original, F change) {
 
 }  // namespace
 
-TEST(StringTest, CapacityGrowsInStepsOfFortyAndNeverShrinks) {
-    String s;
-    EXPECT_EQ(40, s.capacity());
-    EXPECT_EQ(0, s.length());
-    EXPECT_TRUE(s.isEmpty());
-    for (int i = 0; i < 39; i++) s.append('x');
-    EXPECT_EQ(40, s.capacity());
-    s.append('y');
-    EXPECT_EQ(80, s.capacity());
-    EXPECT_EQ(40, s.length());
-    EXPECT_EQ('y', s.charAt(39));
-
-    s.clear();
-    EXPECT_EQ(80, s.capacity());
-    EXPECT_STREQ("", s.c_str());
-
-    EXPECT_EQ(40, String(39).capacity());
-    EXPECT_EQ(80, String(40).capacity());
-    EXPECT_EQ(0, String(40).length());
-    String t;
-    t.ensureCapacity(0);
-    EXPECT_EQ(40, t.capacity());
-    t.ensureCapacity(119);
-    EXPECT_EQ(120, t.capacity());
-    t.ensureCapacity(120);
-    EXPECT_EQ(160, t.capacity());
-    t.ensureCapacity(10);
-    EXPECT_EQ(160, t.capacity());
-}
-
 TEST(StringTest, ConstructionAndCopies) {
     EXPECT_STREQ("", String(static_cast<const char*>(nullptr)).c_str());
     EXPECT_STREQ("cde", String("abcdef", 2, 3).c_str());
@@ -302,7 +272,7 @@ TEST(StringTest, IndexErrorsCarryTheStringUnit) {
 }
 
 // Random edits applied both to a String and to a std::string model; after
-// each step the texts must agree and the capacity must follow the 40-byte rule.
+// each step the texts must agree and the room must stay above the length.
 TEST(StringTest, RandomEditsAgreeWithAModel) {
     std::mt19937 random(12345);
     const char* pieces[] = {"",    "a",      "bc",

@@ -17,6 +17,7 @@
 #include "StoreTestSupport.h"
 #include "store/ZRNetConfig.h"
 #include "ZRPaths.h"
+#include "store/ZRStoreDefaults.h"
 #include "store/ZRUpdateStore.h"
 #include "util/Log.h"
 

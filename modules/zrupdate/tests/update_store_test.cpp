@@ -9,6 +9,7 @@
 #include "Exception.h"
 #include "StoreTestSupport.h"
 #include "ZRPaths.h"
+#include "store/ZRStoreDefaults.h"
 #include "store/ZRUpdateStore.h"
 
 namespace {

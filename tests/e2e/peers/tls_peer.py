@@ -19,21 +19,13 @@ import socket
 import ssl
 import sys
 
+from recorder import read_request
+
 WAIT = 30
 
 
-def read_head(conn):
-    data = b""
-    while b"\r\n\r\n" not in data:
-        piece = conn.recv(65536)
-        if not piece:
-            break
-        data += piece
-    return data
-
-
 def serve(conn, client_ca):
-    head = read_head(conn)
+    head = read_request(conn)
     path = head.split(b" ")[1] if head.count(b" ") >= 2 else b""
     answer = b"HTTP/1.0 200 OK\r\n\r\n"
     if client_ca:

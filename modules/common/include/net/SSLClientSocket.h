@@ -54,6 +54,10 @@ class SSLClientSocket : public ClientSocket {
     // Waits for what the last TLS call needs from the peer, until `deadline`;
     // at the deadline runs the time-out handler, then throws `timeoutCode`.
     void awaitPeer(const Deadline& deadline, const char* timeoutCode, const char* failedCode);
+    // One TLS read or write (`call`) after checkWritable, repeated after
+    // each awaitPeer until it no longer needs the peer; its result.
+    template <class Call>
+    int transfer(Call call, const char* timeoutCode, const char* failedCode);
 
     SSLClient* client;
 };

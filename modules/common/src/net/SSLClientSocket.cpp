@@ -57,26 +57,25 @@ void SSLClientSocket::awaitPeer(const Deadline& deadline, const char* timeoutCod
     fail(timeoutCode, __LINE__);
 }
 
-int SSLClientSocket::write(const char* buf, int len) {
-    if (buf == nullptr || len <= 0) return -1;
-    checkWritable(kWriteTimeout, kWriteFailed);
+template <class Call>
+int SSLClientSocket::transfer(Call call, const char* timeoutCode, const char* failedCode) {
+    checkWritable(timeoutCode, failedCode);
     Deadline deadline(operationLimit());
     while (true) {
-        int sent = client->write(buf, len);
-        if (client->wanted() == 0) return sent;
-        awaitPeer(deadline, kWriteTimeout, kWriteFailed);
+        int result = call();
+        if (client->wanted() == 0) return result;
+        awaitPeer(deadline, timeoutCode, failedCode);
     }
+}
+
+int SSLClientSocket::write(const char* buf, int len) {
+    if (buf == nullptr || len <= 0) return -1;
+    return transfer([&] { return client->write(buf, len); }, kWriteTimeout, kWriteFailed);
 }
 
 int SSLClientSocket::read(char* buf, int len) {
     if (buf == nullptr || len <= 0) return -1;
-    checkWritable(kReadTimeout, kReadFailed);
-    Deadline deadline(operationLimit());
-    while (true) {
-        int got = client->read(buf, len);
-        if (client->wanted() == 0) return got;
-        awaitPeer(deadline, kReadTimeout, kReadFailed);
-    }
+    return transfer([&] { return client->read(buf, len); }, kReadTimeout, kReadFailed);
 }
 
 void SSLClientSocket::close() {

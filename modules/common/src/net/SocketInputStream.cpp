@@ -88,6 +88,11 @@ int SocketInputStream::readLine(String& line, int limit) {
         const char* from = buffer + start;
         const char* newline = static_cast<const char*>(memchr(from, '\n', static_cast<size_t>(scan)));
         int take = newline ? static_cast<int>(newline - from) : scan;
+        // Room in doubling steps: a long line that arrives in small pieces
+        // must not be copied again for every piece.
+        if (line.capacity() < line.length() + take) {
+            line.ensureCapacity(std::min(limit, std::max(2 * line.capacity(), line.length() + take)));
+        }
         // insert() keeps NUL bytes, as the byte-by-byte reading always did.
         line.insert(line.length(), from, 0, take);
         start += take;

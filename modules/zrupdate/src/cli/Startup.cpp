@@ -11,6 +11,8 @@
 #include "store/ZRNetConfig.h"
 #include "ZRPaths.h"
 #include "store/ZRStoreFile.h"
+#include "store/ZRStateFiles.h"
+#include "store/ZRStoreDefaults.h"
 #include "store/ZRUpdateStore.h"
 #include "io/File.h"
 #include "net/SSL.h"

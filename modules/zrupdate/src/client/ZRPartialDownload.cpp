@@ -9,6 +9,7 @@
 #include "ZRPaths.h"
 #include "client/ZRClientLog.h"
 #include "io/File.h"
+#include "store/ZRStateFiles.h"
 #include "store/ZRStoreFile.h"
 #include "store/ZRUpdateStore.h"
 

@@ -6,7 +6,7 @@
 #include "store/ZRDecimal.h"
 #include "store/ZRStoreFile.h"
 #include "store/ZRStoreXml.h"
-#include "store/ZRUpdateStore.h"
+#include "store/ZRStateFiles.h"
 #include "io/File.h"
 #include "util/Base64.h"
 #include "xml/XMLNode.h"

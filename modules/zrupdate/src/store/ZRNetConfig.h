@@ -3,7 +3,8 @@
 
 #include "String.h"
 #include "ZRObject.h"
-#include "store/ZRServer.h"
+#include "store/NetSettings.h"
+#include "store/ServerVerify.h"
 #include "store/ZRStoreDocument.h"
 
 // The network settings of the updater, kept as an XML document

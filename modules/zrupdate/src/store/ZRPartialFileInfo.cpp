@@ -1,5 +1,3 @@
 #include "store/ZRPartialFileInfo.h"
 
 ZRPartialFileInfo::ZRPartialFileInfo() : productID(0), size(0), actualSize(0) {}
-
-SizeLimit::SizeLimit() : minSize(0) {}

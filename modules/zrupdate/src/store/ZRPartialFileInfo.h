@@ -2,7 +2,6 @@
 #define ZR_PARTIAL_FILE_INFO_H
 
 #include "String.h"
-#include "Vector.h"
 
 // An interrupted download that may be resumed.
 class ZRPartialFileInfo {
@@ -15,17 +14,6 @@ class ZRPartialFileInfo {
 
     // Numbers 0, texts empty.
     ZRPartialFileInfo();
-};
-
-// When an interrupted download may be resumed: packages of at least
-// `minSize` bytes, for the products listed in `ids`.
-class SizeLimit {
-  public:
-    long minSize;
-    Vector<long> ids;
-
-    // minSize 0, no ids.
-    SizeLimit();
 };
 
 #endif

@@ -1,7 +1,5 @@
 #include "store/ZRProduct.h"
 
-ZRProductInfo::ZRProductInfo() : id(0) {}
-
 ZRProduct::ZRProduct() {}
 
 ZRProduct::ZRProduct(const ZRVersionInfo& version, const ZRProductInfo& info)

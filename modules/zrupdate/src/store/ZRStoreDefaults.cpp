@@ -8,6 +8,8 @@
 #include "ZRPaths.h"
 #include "store/ZRStoreFile.h"
 #include "store/ZRStoreXml.h"
+#include "store/ZRStateFiles.h"
+#include "store/ZRStoreDefaults.h"
 #include "store/ZRUpdateStore.h"
 #include "io/File.h"
 #include "xml/XMLTree.h"

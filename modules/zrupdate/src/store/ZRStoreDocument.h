@@ -3,7 +3,7 @@
 
 #include "String.h"
 #include "ZRObject.h"
-#include "store/ZRUpdateParser.h"
+#include "store/ZRXmlDocument.h"
 
 class XMLTree;
 
@@ -40,7 +40,7 @@ private:
 
     const char* what;
     String path;
-    ZRUpdateParser doc;
+    ZRXmlDocument doc;
     bool loaded;
 };
 

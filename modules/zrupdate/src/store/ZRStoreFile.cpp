@@ -4,7 +4,7 @@
 
 #include "Exception.h"
 #include "ZRPaths.h"
-#include "store/ZRUpdateParser.h"
+#include "store/ZRXmlDocument.h"
 #include "io/AtomicFile.h"
 #include "io/FileInputStream.h"
 #include "util/Log.h"
@@ -12,7 +12,7 @@
 
 namespace ZRStoreFile {
 
-bool read(ZRUpdateParser& doc, const String& path) {
+bool read(ZRXmlDocument& doc, const String& path) {
     FileInputStream in(path.c_str());
     bool ok = doc.parse(in);
     in.close();

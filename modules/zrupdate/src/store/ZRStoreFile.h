@@ -4,7 +4,7 @@
 #include "String.h"
 
 class XMLTree;
-class ZRUpdateParser;
+class ZRXmlDocument;
 
 // Whole-document reading and writing shared by the state stores.
 //
@@ -17,7 +17,7 @@ namespace ZRStoreFile {
 
 // Parses the file at `path` into `doc`. An IOException from opening the file
 // passes to the caller; a document that does not parse gives false.
-bool read(ZRUpdateParser& doc, const String& path);
+bool read(ZRXmlDocument& doc, const String& path);
 
 // Writes the text form of `tree` as the new content of `path`. On failure
 // the previous content stays, the reason is written to the log at the debug

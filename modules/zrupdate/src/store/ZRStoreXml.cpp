@@ -3,7 +3,7 @@
 #include <memory>
 
 #include "store/ZRDecimal.h"
-#include "store/ZRUpdateStore.h"
+#include "store/PlatformRecord.h"
 #include "xml/XMLNode.h"
 #include "xml/XMLTree.h"
 

@@ -8,7 +8,6 @@
 #include "store/ZRStoreXml.h"
 #include "util/Log.h"
 #include "xml/XMLNode.h"
-#include "xml/XMLParser.h"
 #include "xml/XMLTree.h"
 
 using ZRStoreXml::attribute;
@@ -114,44 +113,8 @@ bool buildPackage(XMLTree& element, const ZRPackageInfo& p) {
 
 }  // namespace
 
-ZRUpdateParser::ZRUpdateParser() : parser(nullptr), loaded(false) {}
-
-ZRUpdateParser::~ZRUpdateParser() {
-    delete parser;
-}
-
-bool ZRUpdateParser::freshParser() {
-    delete parser;
-    loaded = false;
-    parser = XMLParser::create();
-    return parser != nullptr;
-}
-
-bool ZRUpdateParser::parse(const String& text) {
-    loaded = freshParser() && parser->parse(text);
-    return loaded;
-}
-
-bool ZRUpdateParser::parse(InputStream& in) {
-    loaded = freshParser() && parser->parse(in);
-    return loaded;
-}
-
-bool ZRUpdateParser::isLoaded() const {
-    return loaded;
-}
-
-XMLTree* ZRUpdateParser::getTree() const {
-    return parser != nullptr ? parser->getTree() : nullptr;
-}
-
-String ZRUpdateParser::getRootName() const {
-    if (!loaded) return String();
-    return getTree()->getRootName();
-}
-
 int ZRUpdateParser::getResultCode() const {
-    if (!loaded) return -1;
+    if (!isLoaded()) return -1;
     String code;
     if (!getTree()->getAttribute("/Result", "code", code, -1) || code.isEmpty()) return -1;
     return intValue(parseDecimal(code));
@@ -159,13 +122,13 @@ int ZRUpdateParser::getResultCode() const {
 
 String ZRUpdateParser::getResultStatus() const {
     String status;
-    if (loaded) getTree()->getAttribute("/Result", "status", status, -1);
+    if (isLoaded()) getTree()->getAttribute("/Result", "status", status, -1);
     return status;
 }
 
 int ZRUpdateParser::getServerList(Vector<ZRServer>& out) const {
     out.clear();
-    if (!loaded) return -1;
+    if (!isLoaded()) return -1;
     std::unique_ptr<XMLNode> list(getTree()->getNode("/ServerList", -1));
     if (!list || !list->isValid()) return -1;
     readServers(*list, out);
@@ -174,7 +137,7 @@ int ZRUpdateParser::getServerList(Vector<ZRServer>& out) const {
 
 int ZRUpdateParser::getPackageList(Vector<ZRPackageInfo>& out, bool rootIsList) const {
     out.clear();
-    if (!loaded) return -1;
+    if (!isLoaded()) return -1;
     std::unique_ptr<XMLNode> list(getTree()->getNode(rootIsList ? "/" : "/PackageInfoList", -1));
     if (!list || !list->isValid()) return -1;
     int count = list->getChildCount();

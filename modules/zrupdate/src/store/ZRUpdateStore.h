@@ -4,33 +4,11 @@
 #include "String.h"
 #include "Vector.h"
 #include "ZRObject.h"
+#include "store/PlatformRecord.h"
+#include "store/SizeLimit.h"
 #include "store/ZRPartialFileInfo.h"
 #include "store/ZRProduct.h"
 #include "store/ZRStoreDocument.h"
-
-// Names of the state files, relative to the home directory; the full path
-// is ZRPaths::HOME + "/" + name (ZRStoreFile::homeFile).
-namespace ZRStateFiles {
-constexpr const char* INVENTORY = "conf/zr-inventory";
-constexpr const char* MODULE_INVENTORY = "conf/zr-module-inventory";
-constexpr const char* NETWORK = "conf/zr-network";
-constexpr const char* MODULE_NETWORK = "conf/zr-module-network";
-constexpr const char* DELAY_PACKAGES = "conf/zr-delay-packages";
-constexpr const char* PARTIAL_FILES = "conf/zr-partial-files";
-constexpr const char* PARTIAL_CONFIG = "conf/zr-partial-config";
-constexpr const char* LAST_UPDATE = "conf/zr-lastupdate";
-constexpr const char* NEW_PACKAGES = "conf/zr-newpkgs";
-constexpr const char* LOG = "logs/zrupdate.log";
-}  // namespace ZRStateFiles
-
-// The platform the inventory describes: the attributes of its PlatformInfo
-// element (system name, distribution vendor, machine architecture, release).
-struct PlatformRecord {
-    String os;
-    String vendor;
-    String arch;
-    String version;
-};
 
 // The inventory of the products registered on this machine, kept as an XML
 // document in a file. The process-wide store holds "conf/zr-inventory" (or the
@@ -105,24 +83,5 @@ private:
 
     String standardInventory;
 };
-
-// Detects the platform of this machine: uname's system name, machine and
-// release, and for Linux the distribution vendor. False (all empty) when
-// uname fails.
-bool detectPlatform(PlatformRecord& out);
-
-// The default inventory: the detected platform and the updater's own product
-// 1000 ("Updater", version 1.0.0.0 beta). Text form of the document.
-String defaultInventoryText();
-
-// Default documents. Each returns 0 on success and -1 when the document
-// cannot be made or written (the reason is logged). The forms without a path
-// write the standard file under the home directory.
-int createDefaultInventory(const char* path);
-int createDefaultInventory();
-int createDefaultDelayPackages(const char* path);
-int createDefaultDelayPackages();
-int createDefaultPartialFiles(const char* path);
-int createDefaultPartialFiles();
 
 #endif

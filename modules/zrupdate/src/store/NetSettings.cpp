@@ -1,0 +1,3 @@
+#include "store/NetSettings.h"
+
+NetSettings::NetSettings() : proxyport(0), timeout(-1) {}

@@ -1,0 +1,3 @@
+#include "store/ServerVerify.h"
+
+ServerVerify::ServerVerify() {}

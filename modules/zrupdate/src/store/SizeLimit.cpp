@@ -1,0 +1,3 @@
+#include "store/SizeLimit.h"
+
+SizeLimit::SizeLimit() : minSize(0) {}

@@ -1,0 +1,3 @@
+#include "store/ZRProductInfo.h"
+
+ZRProductInfo::ZRProductInfo() : id(0) {}
