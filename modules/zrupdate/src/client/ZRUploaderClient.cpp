@@ -1,11 +1,12 @@
 #include "client/ZRUploaderClient.h"
 
+#include <climits>
 #include <memory>
 
 #include "Exception.h"
 #include "client/ZRConnection.h"
+#include "client/ZRResponseBody.h"
 #include "io/AtomicFile.h"
-#include "io/InputStream.h"
 #include "net/HttpConnection.h"
 #include "net/HttpRequest.h"
 #include "net/HttpResponse.h"
@@ -21,7 +22,6 @@ const char kDateHeader[] = "X-ZR-Date";
 const char kVirusNameHeader[] = "X-ZR-Virus-Name";
 const char kMD5Header[] = "X-ZR-MD5";
 const int kDefaultTimeoutMs = 180000;
-const int kPiece = 1024;
 
 void logDebug(const String& message) { Log::getLog()->log(message, Log::LEVEL_DEBUG); }
 void logInfo(const String& message) { Log::getFileLog()->log(message, Log::LEVEL_INFO); }
@@ -38,25 +38,14 @@ HttpRequest uploadRequest(const String& method, const String& serialNo) {
     return request;
 }
 
-// The body of a 200 answer: pieces of at most kPiece bytes up to the end of
-// the stream, or up to the Content-Length when the answer gives one. It is
-// kept whole in memory (the service's answers are small documents) so that
-// the file can be replaced at once: a broken transfer leaves the previous
-// file, never a truncated one.
+// The body of a 200 answer, up to the Content-Length when the answer gives
+// one, else to the end of the stream. It is read whole into memory (the
+// service's answers are small documents; a String holds at most INT_MAX
+// bytes) so that the file is replaced at once: a broken transfer leaves the
+// previous file, never a truncated one.
 void storeBody(HttpResponse& response, const String& outFile) {
-    InputStream* in = response.getInputStream();
-    if (in == nullptr) return;
-    long wanted = response.getContentLength();
-    String body;
-    char piece[kPiece];
-    long stored = 0;
-    while (wanted <= 0 || stored < wanted) {
-        long ask = wanted > 0 && wanted - stored < kPiece ? wanted - stored : kPiece;
-        int n = in->read(piece, static_cast<int>(ask));
-        if (n < 1) break;
-        body.append(piece, 0, n);
-        stored += n;
-    }
+    if (response.getInputStream() == nullptr) return;
+    String body = readResponseBody(response, INT_MAX);
     AtomicFile::replace(outFile, body.c_str(), body.length());
 }
 
