@@ -21,5 +21,9 @@ set(ZRUPDATE_PERL "/usr/bin/perl" CACHE FILEPATH "perl interpreter")
 set(ZRUPDATE_MV "/bin/mv" CACHE FILEPATH "mv program")
 set(ZRUPDATE_MKDIR "/bin/mkdir" CACHE FILEPATH "mkdir program")
 
+# Where zrupdate-init is installed, under the prefix; the package's postinst
+# runs it from there.
+set(ZRUPDATE_INIT_DIR "libexec/zrupdate")
+
 set(ZRUPDATE_GENERATED_DIR "${CMAKE_BINARY_DIR}/generated")
 configure_file("${CMAKE_SOURCE_DIR}/cmake/ZRPaths.h.in" "${ZRUPDATE_GENERATED_DIR}/ZRPaths.h" @ONLY)

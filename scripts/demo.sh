@@ -11,7 +11,7 @@ bash "$root/scripts/deps.sh"
 cmake -S "$root" -B "$demo/build" -DCMAKE_BUILD_TYPE=Release -DZRUPDATE_TESTS=OFF \
   -DCMAKE_INSTALL_PREFIX="$demo/prefix" \
   -DZRUPDATE_SCRATCH="$demo" >/dev/null
-cmake --build "$demo/build" -j "$(nproc)" --target ZRUpdate zrupdate-init
+cmake --build "$demo/build" -j "$(nproc)" --target ZRUpdate zrupdate-init zrupload
 cmake --install "$demo/build"
 
 zr="$demo/prefix/bin/ZRUpdate"

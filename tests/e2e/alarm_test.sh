@@ -5,7 +5,7 @@
 # it from ordinary code; see tls_test.sh).
 source "$(dirname "$0")/lib.sh"
 
-command -v strace >/dev/null || { echo "SKIP: strace is not installed"; exit 0; }
+command -v strace >/dev/null || skip "strace is not installed"
 : "${ZRUPDATE_WORK_DIR:?ZRUPDATE_WORK_DIR is not set}"
 case "$ZRUPDATE_WORK_DIR" in
   /tmp/zrupdate|/) fail "refusing to clear the shared work directory $ZRUPDATE_WORK_DIR" ;;

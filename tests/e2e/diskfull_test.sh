@@ -16,8 +16,7 @@ saved="$ZR_SCRATCH/home"
 cp -a "$ZRUPDATE_HOME" "$saved"
 
 if ! mount -t tmpfs -o size=256k zr-e2e-full "$ZRUPDATE_HOME" 2>/dev/null; then
-  echo "SKIP: cannot mount a tmpfs here (not root or no permission)"
-  exit 0
+  skip "cannot mount a tmpfs here (not root or no permission)"
 fi
 add_cleanup "umount '$ZRUPDATE_HOME'"
 cp -a "$saved/." "$ZRUPDATE_HOME/"

@@ -2,12 +2,23 @@
 # script with a non-zero status and says what differed.
 #
 # Environment (set by CTest): ZRUPDATE_BIN, ZRUPDATE_HOME (a scratch home of
-# the build tree), ZR_SOURCE_DIR, ZR_BINARY_DIR.
+# the build tree), ZRUPDATE_SCRATCH (empty in a build with the production
+# paths), ZR_SOURCE_DIR, ZR_BINARY_DIR.
 set -u
+
+# skip REASON: ends the test as skipped (CTest's SKIP_RETURN_CODE).
+skip() {
+  echo "SKIP: $*"
+  exit 77
+}
 
 : "${ZRUPDATE_BIN:?ZRUPDATE_BIN is not set}"
 : "${ZRUPDATE_HOME:?ZRUPDATE_HOME is not set}"
 
+# These tests wipe and refill the home; a build for the production paths has
+# the real one, so they do not run there.
+[[ -n "${ZRUPDATE_SCRATCH:-}" ]] ||
+  skip "built with the production paths (configure with -DZRUPDATE_SCRATCH=<folder> to run the end-to-end tests)"
 case "$ZRUPDATE_HOME" in
   /opt/*|/) echo "refusing to run against the home $ZRUPDATE_HOME" >&2; exit 1 ;;
 esac

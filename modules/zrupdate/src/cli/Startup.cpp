@@ -23,8 +23,6 @@ namespace {
 const int kBadStateFiles = -2;
 const int kInvalidCommandLine = -1;
 
-const char kLogFile[] = "logs/zrupdate.log";
-
 // Set-up and release of the TLS library around the whole run, so that every
 // return from the program releases it.
 class TlsLibrary {
@@ -73,7 +71,7 @@ bool ensureDefaultDocument(const char* name, int (*create)(), const char* creati
 }
 
 int run(int argc, char** argv) {
-    String logPath = ZRStoreFile::homeFile(kLogFile);
+    String logPath = ZRStoreFile::homeFile(ZRStateFiles::LOG);
     std::signal(SIGPIPE, SIG_IGN);
     installNetworkTimeout(logPath);
 

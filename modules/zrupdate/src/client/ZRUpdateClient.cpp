@@ -1,18 +1,17 @@
 #include "client/ZRUpdateClient.h"
 
-#include <climits>
 #include <memory>
 
 #include "Exception.h"
 #include "ZRPaths.h"
 #include "client/ZRClientLog.h"
+#include "client/ZRConnection.h"
 #include "client/ZRResponseBody.h"
 #include "client/ZRStatusScript.h"
 #include "io/File.h"
 #include "net/HttpConnection.h"
 #include "net/HttpRequest.h"
 #include "net/HttpResponse.h"
-#include "net/HttpsConnection.h"
 #include "net/URL.h"
 #include "store/ZRNetConfig.h"
 #include "store/ZRUpdateParser.h"
@@ -216,22 +215,8 @@ HttpConnection* ZRUpdateClient::createConnection(int mode) {
     NetSettings settings;
     if (!ZRNetConfig::instance().getSettings(settings)) return nullptr;
     bool plain = isHttp(settings) || mode == 1 || (mode == 2 && httpDownload == 1);
-    HttpsConnection* secure = plain ? nullptr : new HttpsConnection();
-    HttpConnection* connection = plain ? new HttpConnection() : secure;
-    if (usesProxy(settings)) {
-        if (!settings.proxyserver.isEmpty()) connection->setProxy(settings.proxyserver, settings.proxyport);
-        if (!settings.proxyuser.isEmpty()) connection->setProxyAuth(settings.proxyuser, settings.proxypass);
-    }
-    if (!settings.user.isEmpty()) connection->setWebAuth(settings.user, settings.password);
-    int timeout = kDefaultTimeoutMs;
-    if (settings.timeout >= 1) timeout = settings.timeout > INT_MAX / 1000 ? INT_MAX : settings.timeout * 1000;
-    connection->setTimeout(timeout);
     bool verify = (settings.type.equalsIgnoreCase("https") && mode == 0) || (mode == 2 && httpDownload == 0);
-    ServerVerify certificate;
-    if (secure != nullptr && verify && ZRNetConfig::instance().getServerVerify(certificate)) {
-        secure->setVerifyLocations(certificate.certDir, certificate.certFile);
-    }
-    return connection;
+    return ::createConnection(settings, !plain, verify, kDefaultTimeoutMs);
 }
 
 void ZRUpdateClient::writePackages(OutputStream& out) { writePackageList(out, packages); }

@@ -9,6 +9,7 @@
 #include "store/ZRServer.h"
 
 class HttpConnection;
+class NetSettings;
 class OutputStream;
 
 // The client side of the update protocol. One object serves one update run

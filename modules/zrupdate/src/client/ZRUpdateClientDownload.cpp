@@ -17,6 +17,7 @@
 #include "net/HttpRequest.h"
 #include "net/HttpResponse.h"
 #include "net/URL.h"
+#include "store/ZRStateFiles.h"
 #include "store/ZRDecimal.h"
 #include "store/ZRNetConfig.h"
 #include "store/ZRStoreFile.h"
