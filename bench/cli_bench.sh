@@ -19,22 +19,6 @@ source "$root/bench/lib.sh"
 bench_build "$build" ZRUpdate
 bin="$build/modules/zrupdate/ZRUpdate"
 
-# inventory N: writes an inventory of N products to conf/zr-inventory.
-inventory() {
-  awk -v n="$1" 'BEGIN {
-    print "<?xml version=\"1.0\" encoding=\"UTF-8\"?>"
-    print "<ZRUpdateClientSettings>\n<Inventory>"
-    print "<PlatformInfo os=\"Linux\" vendor=\"\" arch=\"x86_64\" version=\"6.1\"/>\n<Products>"
-    for (i = 1; i <= n; i++) {
-      print "<InstalledProduct>"
-      printf "<ProductInfo id=\"%d\" name=\"Product %d\" desc=\"Description of product %d\" installPath=\"/opt/Orvanta/p%d\" serialNo=\"SN%d\" parent=\"1000\" langCode=\"en\" OEM=\"\"/>\n", i, i, i, i, i
-      printf "<ZRVersionInfo major=\"%d\" minor=\"%d\" patchLevel=\"0\" buildNum=\"%d\" status=\"\" desc=\"\"/>\n", i % 10, i % 7, i
-      print "</InstalledProduct>"
-    }
-    print "</Products>\n</Inventory>\n</ZRUpdateClientSettings>"
-  }' >"$conf/zr-inventory"
-}
-
 # lastupdate N: one last-update entry per product.
 lastupdate() {
   awk -v n="$1" 'BEGIN {
@@ -43,10 +27,6 @@ lastupdate() {
       printf "<Product ProductID=\"%d\" LastUpdate=\"2026-01-01 10:00:00\" LastSuccessUpdate=\"2026-01-01 10:00:00\" LastUpdateStatus=\"ok\" UpdateMessage=\"up to date\"/>\n", i
     print "</UpdateInfo>"
   }' >"$conf/zr-lastupdate"
-}
-
-network() {
-  printf '<?xml version="1.0" encoding="UTF-8"?>\n<ZRNetClientSettings>\n<ServerList type="https" mac="" isUsingProxy="0" proxy="" proxyuser="" user="" timeout="180">\n<Server host="update.orvanta.test"/>\n</ServerList>\n</ZRNetClientSettings>\n' >"$conf/zr-network"
 }
 
 # ms RUNS COMMAND...: mean wall time of one run in milliseconds.
@@ -63,14 +43,14 @@ ms() {
 fresh() {
   rm -rf "$home"
   mkdir -p "$conf" "$home/logs"
-  network
+  network >"$conf/zr-network"
 }
 
 printf '%-10s %12s %12s %8s %16s %14s %12s\n' products "status ms" "xmllint ms" ratio "+lastupdate ms" "register ms" "file KB"
 prev_status=""
 for n in 100 1000 10000; do
   fresh
-  inventory "$n"
+  inventory "$n" >"$conf/zr-inventory"
   runs=$((n >= 10000 ? 5 : 20))
   status_ms=$(ms "$runs" "$bin" -s)
   xmllint_ms=$(ms "$runs" xmllint --noout "$conf/zr-inventory")
@@ -108,7 +88,7 @@ disk_ms=$(register_1001)
 echo "register the 1,001st product, conf/ on the build disk ($(df --output=fstype "$conf" | tail -1)): $disk_ms ms"
 if mount -t tmpfs -o size=64m zr-bench "$conf" 2>/dev/null; then
   trap 'umount "$conf"' EXIT
-  network
+  network >"$conf/zr-network"
   tmpfs_ms=$(register_1001)
   echo "register the 1,001st product, conf/ on tmpfs: $tmpfs_ms ms (disk/tmpfs x$(awk -v a="$disk_ms" -v b="$tmpfs_ms" 'BEGIN { printf "%.2f", a / b }'))"
 else

@@ -1,7 +1,10 @@
 #!/usr/bin/env bash
 # Builds ZRUpdate, installs it with a scratch home under build/demo (nothing
-# is written under /opt), and walks through its commands: version, register a
-# sample product, status, network settings, deregister.
+# is written under /opt) and runs one complete update against the bundled
+# reference update server on 127.0.0.1: a sample product is registered at
+# version 2.1.0.0, a package of version 2.5.0.0 is built for it, and
+# `ZRUpdate -u` downloads, checks, unpacks and installs it. The server stops
+# when the script ends, however it ends.
 set -euo pipefail
 root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 demo="$root/build/demo"
@@ -11,31 +14,63 @@ bash "$root/scripts/deps.sh"
 cmake -S "$root" -B "$demo/build" -DCMAKE_BUILD_TYPE=Release -DZRUPDATE_TESTS=OFF \
   -DCMAKE_INSTALL_PREFIX="$demo/prefix" \
   -DZRUPDATE_SCRATCH="$demo" >/dev/null
-cmake --build "$demo/build" -j "$(nproc)" --target ZRUpdate zrupdate-init
-cmake --install "$demo/build"
+cmake --build "$demo/build" -j "$(nproc)"
+# A fresh home every time, so the demo shows the same story on each run.
+rm -rf "$demo/home" "$demo/work" "$demo/packages"
+cmake --install "$demo/build" >/dev/null
 
 zr="$demo/prefix/bin/ZRUpdate"
 run() {
   echo
-  echo "\$ ZRUpdate $*"
+  printf '$ ZRUpdate'; printf ' %q' "$@"; echo
   local rc=0
   "$zr" "$@" || rc=$?
   echo "(exit status $rc)"
 }
 
+# The package: its install script prints what it was given and lays down a
+# file in the product's folder.
+packages="$demo/packages"
+mkdir -p "$packages" "$demo/sample-product"
+script="$demo/install-package"
+cat >"$script" <<'EOF'
+#!/bin/sh
+# Install script of the sample package: -d <install path> -s <unpacked folder>
+echo "install-package: called with: $*"
+dest="$2"
+cp "$4/payload.txt" "$dest/payload.txt" && echo "install-package: copied payload.txt to $dest"
+EOF
+echo "Sample Product 2.5.0.0" >"$demo/payload.txt"
+python3 "$root/tools/zr-make-package.py" --root "$packages" --id 2001 --version 2.5.0.0 \
+  --name "Sample Product" --desc "Sample Product" --script "$script" \
+  --payload "$demo/payload.txt" --bytes 2000000 >/dev/null
+
+port_file="$demo/server.port"
+rm -f "$port_file"
+python3 "$root/tools/zr-update-server.py" --root "$packages" --port 0 --port-file "$port_file" \
+  >"$demo/server.log" 2>&1 &
+server=$!
+trap 'kill "$server" 2>/dev/null; wait "$server" 2>/dev/null || true' EXIT
+for _ in $(seq 1 100); do [ -s "$port_file" ] && break; sleep 0.1; done
+[ -s "$port_file" ] || { echo "the reference server did not start:"; cat "$demo/server.log"; exit 1; }
+port="$(cat "$port_file")"
+echo "Reference update server on 127.0.0.1:$port, serving $packages"
+
 run -v
-run -r --id 2001 --name "Sample Product" --path /opt/sample --version 2.1.0-7 \
-    --version-status release --desc "A sample product"
+run -r --id 2001 --name "Sample Product" --path "$demo/sample-product" --version 2.1.0.0 \
+    --version-status release --desc "Sample Product"
+run -S --server "127.0.0.1:$port" --type http --timeout 30
 run -s
-run -v --id 2001
-run -S --server updates1.example.net,updates2.example.net --type http --timeout 60
-run -S
-run -d --id 2001 --name "Sample Product"
+run -u
 run -s --id 2001
+run -v --id 2001
+run -p
 
 echo
+echo "Installed file: $(cat "$demo/sample-product/payload.txt")"
 echo "Home of this demo: $demo/home"
-echo "Inventory:"
-cat "$demo/home/conf/zr-inventory"
-echo "Log (last lines):"
-tail -n 5 "$demo/home/logs/zrupdate.log"
+echo "Log of the update ($demo/home/logs/zrupdate.log; requests and answers are"
+echo "written there too, at the debug level):"
+grep -P '^\S+ \S+\t(info|warning|error)\t' "$demo/home/logs/zrupdate.log" |
+  awk '/\tDownload .* of / { last = $0; if (!shown++) print; next }
+       { if (last != "") { print "  ..."; print last; last = "" } print }' | tail -n 20

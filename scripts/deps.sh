@@ -6,9 +6,10 @@ set -euo pipefail
 packages=(
   cmake make g++ pkg-config
   libssl-dev openssl libexpat1-dev expat libgtest-dev
-  unzip zip perl
+  unzip zip perl python3
   nginx tinyproxy curl strace
   libxml2-utils
+  systemd
   clang libclang-rt-14-dev
 )
 

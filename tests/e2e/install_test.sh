@@ -19,6 +19,9 @@ install_once
 for dir in conf logs bin tmp; do
   [[ -d "$home/$dir" ]] || fail "home directory $dir/ missing"
 done
+for script in update_status.pl write_lock.pl; do
+  [[ -x "$home/bin/$script" ]] || fail "bin/$script not installed"
+done
 
 inventory="$home/conf/zr-inventory"
 network="$home/conf/zr-network"

@@ -6,7 +6,7 @@
 # byte for byte, and the next commands must work.
 source "$(dirname "$0")/lib.sh"
 
-command -v strace >/dev/null || { echo "SKIP: strace is not installed"; exit 0; }
+command -v strace >/dev/null || skip "strace is not installed"
 
 CALLS=(open openat creat write pwrite64 ftruncate fsync fdatasync rename renameat renameat2)
 MAX_PER_CALL=${ZR_KILL_MAX:-80}

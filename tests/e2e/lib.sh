@@ -2,15 +2,29 @@
 # script with a non-zero status and says what differed.
 #
 # Environment (set by CTest): ZRUPDATE_BIN, ZRUPDATE_HOME (a scratch home of
-# the build tree), ZR_SOURCE_DIR, ZR_BINARY_DIR.
+# the build tree), ZRUPDATE_SCRATCH (empty in a build with the production
+# paths), ZR_SOURCE_DIR, ZR_BINARY_DIR.
 set -u
+
+# skip REASON: ends the test as skipped (CTest's SKIP_RETURN_CODE).
+skip() {
+  echo "SKIP: $*"
+  exit 77
+}
 
 : "${ZRUPDATE_BIN:?ZRUPDATE_BIN is not set}"
 : "${ZRUPDATE_HOME:?ZRUPDATE_HOME is not set}"
 
+# These tests wipe and refill the home; a build for the production paths has
+# the real one, so they do not run there.
+[[ -n "${ZRUPDATE_SCRATCH:-}" ]] ||
+  skip "built with the production paths (configure with -DZRUPDATE_SCRATCH=<folder> to run the end-to-end tests)"
 case "$ZRUPDATE_HOME" in
   /opt/*|/) echo "refusing to run against the home $ZRUPDATE_HOME" >&2; exit 1 ;;
 esac
+
+# The log's lock files go to the build's own temporary folder.
+[[ -z "${ZRUPDATE_TMP_DIR:-}" ]] || mkdir -p "$ZRUPDATE_TMP_DIR"
 
 CONF="$ZRUPDATE_HOME/conf"
 LOG="$ZRUPDATE_HOME/logs/zrupdate.log"
@@ -106,12 +120,32 @@ write_network() {  # PATH [SERVERLIST_ATTRS] [SERVER_HOSTS...]
 }
 
 # fresh_home: wipes the scratch home and lays down the layout with the
-# updater's own product and one update server.
+# updater's own product, one update server and the scripts of bin/.
 fresh_home() {
   rm -rf "$ZRUPDATE_HOME"
   mkdir -p "$CONF" "$ZRUPDATE_HOME/logs" "$ZRUPDATE_HOME/bin" "$ZRUPDATE_HOME/tmp"
   write_inventory "$CONF/zr-inventory" "$UPDATER_XML"
   write_network "$CONF/zr-network"
+  install_scripts
+}
+
+# One PackageInfo element of a package list document.
+package_xml() {  # PATH ID DESC INSTALLPATH MAJOR MINOR PATCH BUILD URL MD5
+  printf '<PackageInfo path="%s" file="p.zip"><ProductInfo id="%s" name="N%s" desc="%s" installPath="%s"/>' "$1" "$2" "$2" "$3" "$4"
+  printf '<PlatformInfo arch="" os="" vendor="" version=""/><ZRVersionInfo major="%s" minor="%s" patchLevel="%s" buildNum="%s" status="" desc=""/>' "$5" "$6" "$7" "$8"
+  printf '<DownloadInfo url="%s" md5="%s" size="1" time="" result="1"/><RunInfo format="zip" installScript="install-package" result="-1"/></PackageInfo>\n' "$9" "${10}"
+}
+
+write_package_list() {  # PATH [PACKAGE_XML...]
+  local path="$1"
+  shift
+  { printf '<?xml version="1.0" encoding="UTF-8"?>\n<PackageInfoList>\n'; printf '%s' "$@"; printf '</PackageInfoList>\n'; } >"$path"
+}
+
+# install_scripts: the status and run-lock scripts of the source tree in the
+# home's bin/, where the program runs them.
+install_scripts() {
+  cp "${ZR_SOURCE_DIR:?ZR_SOURCE_DIR is not set}"/install/bin/*.pl "$ZRUPDATE_HOME/bin/"
 }
 
 ZR_SCRATCH="$(mktemp -d /tmp/zr-e2e.XXXXXX)"

@@ -6,8 +6,9 @@
 template <class T>
 class Vector;
 
-// Mutable byte string on a heap buffer that is always allocated and always
-// NUL-terminated. Capacity grows in steps of 40 bytes and never shrinks.
+// Mutable byte string on a buffer that is always there and always
+// NUL-terminated. Capacity is a multiple of 40 bytes, grows geometrically
+// and never shrinks.
 // Index and range errors throw ArrayIndexException and leave the text as it
 // was; null C-string arguments are harmless (nothing appended, -1, false).
 class String : public ZRObject {
@@ -124,10 +125,21 @@ class String : public ZRObject {
     void checkIndex(int i) const;
     void checkRange(int from, int to) const;
     static char* allocate(int size);
+    // The room of a new buffer of `size` bytes: the string's own inline
+    // room when it is large enough, else a heap block.
+    char* bufferOfSize(int size);
+    void freeBuffer();
+
+    // The first 40 bytes of room live in the object itself. Most strings
+    // (element and attribute names, values, numbers) are short, and making
+    // one then costs no heap block; the room and text seen by callers are
+    // the same as with a heap buffer of 40 bytes.
+    static constexpr int INLINE_ROOM = 40;
 
     int capacity_;
     int length_;
     char* buffer_;
+    char inline_[INLINE_ROOM];
 };
 
 // Concatenation into a new string.

@@ -1,6 +1,7 @@
 #ifndef ZR_VECTOR_H
 #define ZR_VECTOR_H
 
+#include <climits>
 #include <new>
 
 #include "Exception.h"
@@ -9,8 +10,11 @@
 // Growable array that owns a separate heap copy of each element. Only the
 // array of pointers moves when the vector grows, so references to elements
 // stay valid until that element is removed, replaced or the vector cleared.
-// Growth is linear (`increment` slots at a time): the lists kept here are
-// short, and memory matters more than the number of reallocations.
+// Growth is geometric: each growth adds `increment` slots or as many as
+// the vector already has, whichever is more (20, 40, 80, ...). A short list
+// grows as with a fixed increment, while building a list of thousands of
+// entries copies each pointer a bounded number of times; the elements and
+// every visible result are the same either way.
 template <class T>
 class Vector : public ZRObject {
   public:
@@ -112,7 +116,8 @@ T* Vector<T>::copyWithRoom(const T& v) {
 
 template <class T>
 void Vector<T>::grow() {
-    int newCapacity = capacity_ + increment_;
+    if (capacity_ > INT_MAX / 2) ZR_THROW(OutOfMemoryException, "Out of memory", UNIT);
+    int newCapacity = capacity_ + (capacity_ > increment_ ? capacity_ : increment_);
     T** slots = allocateSlots(newCapacity);
     for (int i = 0; i < count_; i++) slots[i] = items_[i];
     delete[] items_;

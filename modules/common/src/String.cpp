@@ -7,7 +7,9 @@
 #include <cstdio>
 #include <cstring>
 #include <functional>
+#include <memory>
 #include <new>
+#include <type_traits>
 
 #include "Exception.h"
 #include "Vector.h"
@@ -35,9 +37,37 @@ Scratch formatNumber(const char* format, V value) {
     return scratch;
 }
 
+// An integer in decimal, exactly as printf's "%d" family renders it, written
+// without printf: ids and version numbers are rendered for every product
+// listed, and printf's format parsing cost more than the rest of that work.
+template <class V>
+Scratch formatInteger(V value) {
+    Scratch scratch;
+    char* p = scratch.text + sizeof scratch.text;
+    *--p = '\0';
+    bool negative = false;
+    if constexpr (std::is_signed_v<V>) negative = value < 0;
+    unsigned long long magnitude = static_cast<unsigned long long>(value);
+    if (negative) magnitude = 0ULL - magnitude;
+    do {
+        *--p = static_cast<char>('0' + magnitude % 10);
+        magnitude /= 10;
+    } while (magnitude != 0);
+    if (negative) *--p = '-';
+    std::memmove(scratch.text, p, static_cast<size_t>(scratch.text + sizeof scratch.text - p));
+    return scratch;
+}
+
 // Length of `s`, stopping after `count` bytes or at a NUL.
 int boundedLength(const char* s, int count) {
     return static_cast<int>(strnlen(s, static_cast<size_t>(count)));
+}
+
+// Room for a text of `n` bytes and its NUL: the smallest multiple of STEP
+// above `n` (0 <= n <= INT_MAX - STEP).
+int roomFor(int n) {
+    if (n > INT_MAX - STEP) ZR_THROW(OutOfMemoryException, "Out of memory", UNIT);
+    return (n / STEP + 1) * STEP;
 }
 
 int cStringLength(const char* s) {
@@ -55,27 +85,43 @@ char* String::allocate(int size) {
     return block;
 }
 
-String::String() : capacity_(STEP), length_(0), buffer_(allocate(STEP)) {
+char* String::bufferOfSize(int size) {
+    static_assert(INLINE_ROOM == STEP, "a new string's room is the inline room");
+    return size <= INLINE_ROOM ? inline_ : allocate(size);
+}
+
+void String::freeBuffer() {
+    if (buffer_ != inline_) delete[] buffer_;
+}
+
+String::String() : String(0) {}
+
+String::String(int capacity)
+    : capacity_(roomFor(capacity > 0 ? capacity : 0)), length_(0), buffer_(bufferOfSize(capacity_)) {
     buffer_[0] = '\0';
 }
 
-String::String(int capacity) : String() {
-    ensureCapacity(capacity);
+// Sized for `s` at once: most strings are made from a C string and never
+// grow, so they cost one allocation and one copy.
+String::String(const char* s)
+    : capacity_(0), length_(s != nullptr ? cStringLength(s) : 0), buffer_(nullptr) {
+    capacity_ = roomFor(length_);
+    buffer_ = bufferOfSize(capacity_);
+    if (length_ > 0) std::memcpy(buffer_, s, static_cast<size_t>(length_));
+    buffer_[length_] = '\0';
 }
 
-String::String(const char* s) : String() {
-    append(s);
-}
-
-String::String(const char* s, int offset, int count) : String() {
+String::String(const char* s, int offset, int count)
+    : String(s != nullptr && offset >= 0 && count > 0 ? boundedLength(s + offset, count) : 0) {
     append(s, offset, count);
 }
 
+// A copy is sized for its text, not for the room the original grew to.
 String::String(const String& other)
     : ZRObject(other),
-      capacity_(other.capacity_),
+      capacity_(roomFor(other.length_)),
       length_(other.length_),
-      buffer_(allocate(other.capacity_)) {
+      buffer_(bufferOfSize(capacity_)) {
     std::memcpy(buffer_, other.buffer_, static_cast<size_t>(length_) + 1);
 }
 
@@ -89,7 +135,7 @@ String& String::operator=(const String& other) {
 }
 
 String::~String() {
-    delete[] buffer_;
+    freeBuffer();
 }
 
 String String::toString() const {
@@ -104,10 +150,15 @@ void String::clear() {
 void String::ensureCapacity(int n) {
     if (capacity_ >= n + 1 || n < 0) return;
     if (n > INT_MAX - STEP) ZR_THROW(OutOfMemoryException, "Out of memory", UNIT);
-    int newCapacity = ((n + STEP) / STEP) * STEP;
+    // Growth is geometric (at least double the old room), so text built by
+    // many small appends is copied a bounded number of times per byte, not
+    // once per STEP bytes. The room stays a multiple of STEP and above `n`,
+    // and the text is the same as with growth in fixed steps.
+    int newCapacity = roomFor(n);
+    if (capacity_ <= INT_MAX / 2 && 2 * capacity_ > newCapacity) newCapacity = 2 * capacity_;
     char* block = allocate(newCapacity);
     std::memcpy(block, buffer_, static_cast<size_t>(length_) + 1);
-    delete[] buffer_;
+    freeBuffer();
     buffer_ = block;
     capacity_ = newCapacity;
 }
@@ -126,11 +177,11 @@ void String::insertBytes(int pos, const char* src, int count) {
     // such a source is copied aside first.
     bool inside = !std::less<const char*>()(src, buffer_) &&
                   std::less<const char*>()(src, buffer_ + capacity_);
-    String aside;
+    std::unique_ptr<char[]> aside;
     if (inside) {
-        aside.ensureCapacity(count);
-        std::memcpy(aside.buffer_, src, static_cast<size_t>(count));
-        src = aside.buffer_;
+        aside.reset(allocate(count));
+        std::memcpy(aside.get(), src, static_cast<size_t>(count));
+        src = aside.get();
     }
     ensureCapacity(length_ + count);
     std::memmove(buffer_ + pos + count, buffer_ + pos, static_cast<size_t>(length_ - pos));
@@ -192,11 +243,11 @@ String& String::append(bool b) {
 }
 
 String& String::append(int n) {
-    return append(formatNumber("%d", n).text);
+    return append(formatInteger(n).text);
 }
 
 String& String::append(long n) {
-    return append(formatNumber("%ld", n).text);
+    return append(formatInteger(n).text);
 }
 
 String& String::append(double d) {
@@ -208,19 +259,19 @@ String& String::append(float f) {
 }
 
 String& String::append(unsigned int n) {
-    return append(formatNumber("%u", n).text);
+    return append(formatInteger(n).text);
 }
 
 String& String::append(unsigned long n) {
-    return append(formatNumber("%lu", n).text);
+    return append(formatInteger(n).text);
 }
 
 String& String::append(long long n) {
-    return append(formatNumber("%lld", n).text);
+    return append(formatInteger(n).text);
 }
 
 String& String::append(unsigned long long n) {
-    return append(formatNumber("%llu", n).text);
+    return append(formatInteger(n).text);
 }
 
 // ---------------------------------------------------------------- inserting

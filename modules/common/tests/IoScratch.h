@@ -34,17 +34,6 @@ inline std::string ioMessage(const std::function<void()>& call) {
     return "<no exception>";
 }
 
-// The unit named in that exception's location (the text before ", line ").
-inline std::string ioUnit(const std::function<void()>& call) {
-    try {
-        call();
-    } catch (const IOException& e) {
-        std::string location = str(e.getLocation());
-        return location.substr(0, location.find(", line "));
-    }
-    return "<no exception>";
-}
-
 // The IOException message of each call, in order.
 inline std::vector<std::string> ioMessages(std::initializer_list<std::function<void()>> calls) {
     std::vector<std::string> messages;

@@ -106,18 +106,6 @@ TEST(Base64, RejectsWhatNoEncoderWritesAndWritesNothing) {
     EXPECT_EQ(Base64::decode(nullptr, out), -1);
     EXPECT_EQ(Base64::decode("Zg==", nullptr), -1);
     EXPECT_EQ(Base64::decodedLength(nullptr), -1);
-
-    // Whatever the text, the decoded bytes fit a buffer of strlen(text)
-    // bytes; the heap buffer lets the address sanitizer check each write.
-    for (const char* text : {"A", "AA", "AAA", "AAAA", "AA==", "AAA=", "////",
-                             "+/+/+/==", "Zm9vYmFyZm9vYmFy", "=", "==", "A=", "A==", "A==="}) {
-        size_t len = std::strlen(text);
-        unsigned char* buffer = new unsigned char[len];
-        int n = Base64::decode(text, buffer);
-        EXPECT_LE(n, int(len)) << text;
-        EXPECT_EQ(n, Base64::decodedLength(text)) << text;
-        delete[] buffer;
-    }
 }
 
 }  // namespace

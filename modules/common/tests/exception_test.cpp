@@ -25,15 +25,6 @@ TEST(ExceptionTest, FieldsAndLocationText) {
     EXPECT_STREQ("No such file or directory", e.getMessage().c_str());
 }
 
-TEST(ExceptionTest, SubclassesCarryTheStandardMessages) {
-    EXPECT_STREQ("Out of memory", OutOfMemoryException().getMessage().c_str());
-    EXPECT_STREQ("Array index out of bounds", ArrayIndexException().getMessage().c_str());
-    EXPECT_STREQ("Pointer is NULL", NullPointerException().getMessage().c_str());
-    EXPECT_TRUE(IOException().getMessage().isEmpty());
-    EXPECT_STREQ("other", ArrayIndexException("other").getMessage().c_str());
-    EXPECT_STREQ("from string", IOException(String("from string")).getMessage().c_str());
-}
-
 TEST(ExceptionTest, ThrowMacroRecordsUnitAndCallerLine) {
     int expectedLine = 0;
     try {

@@ -12,6 +12,7 @@
 
 #include "FileLock.h"
 #include "IoScratch.h"
+#include "io/SafeOpen.h"
 
 namespace {
 
@@ -149,4 +150,50 @@ TEST(FileLockTest, PathIsCutAt255Characters) {
     FileLock exact(cut.c_str(), false);
     ASSERT_TRUE(exact.isOpen());
     EXPECT_EQ(0, access(cut.c_str(), F_OK));
+}
+
+// What another user may have put at a name in a shared folder beforehand: a
+// link to a file of this user, a FIFO, a second name of such a file, or an
+// entry of his own. Nothing behind the name is followed or changed.
+TEST(SafeOpenTest, RefusesWhatWasPlantedAtTheName) {
+    ScratchDir dir;
+    std::string target = dir / "precious";
+    writeText(target, "secret", 0600);
+    ASSERT_EQ(mkdir((dir / "own").c_str(), 0777) | mkdir((dir / "theirs").c_str(), 0700) |
+                  symlink(target.c_str(), (dir / "link").c_str()) |
+                  symlink((dir / "own").c_str(), (dir / "folder-link").c_str()) |
+                  mkfifo((dir / "fifo").c_str(), 0666) |
+                  link(target.c_str(), (dir / "second-name").c_str()),
+              0);
+    writeText(dir / "their-file", "theirs", 0644);
+    for (const char* name : {"theirs", "their-file"}) {
+        ASSERT_EQ(chown((dir / name).c_str(), 65534, 65534), 0);
+    }
+    struct Case {
+        const char* name;
+        bool folder, anyOwner;
+        const char* refusal;  // nullptr: accepted
+    } cases[] = {
+        {"link", false, true, "is a symbolic link"},
+        {"fifo", false, true, "not a regular file"},
+        {"second-name", false, true, "has more than one name"},
+        {"their-file", false, false, "owned by another user"},
+        {"their-file", false, true, nullptr},
+        {"folder-link", true, false, "is a symbolic link"},
+        {"precious", true, false, "not a folder"},
+        {"theirs", true, false, "owned by another user"},
+        {"own", true, false, nullptr},
+    };
+    for (const Case& c : cases) {
+        String why;
+        int fd = c.folder ? SafeOpen::folder((dir / c.name).c_str(), 0700, why)
+                          : SafeOpen::file((dir / c.name).c_str(), 0666, c.anyOwner, why);
+        EXPECT_EQ(why.c_str(), c.refusal ? dir / c.name + ": " + c.refusal : "") << c.name;
+        EXPECT_EQ(fd >= 0, c.refusal == nullptr) << c.name;
+        if (fd >= 0) close(fd);
+    }
+    EXPECT_EQ("secret", readText(target));
+    EXPECT_EQ(0600u, modeOf(target));
+    EXPECT_EQ(0644u, modeOf(dir / "their-file"));
+    EXPECT_EQ(0700u, modeOf(dir / "own"));  // no other user may add entries
 }

@@ -18,7 +18,6 @@
 
 namespace {
 
-const char* const kHeaderUnit = "../../../modules/common/include/io/OutputStream";
 
 const std::string kClosed = "Stream is already closed";
 
@@ -44,7 +43,6 @@ TEST(OutputStreamDefaults, UnimplementedAndTextThroughBulkWrite) {
     EXPECT_EQ(ioMessages({[&] { bare.write('x'); }, [&] { bare.write("abc", 3); },
                           [&] { bare.write("abc"); }, [&] { bare.close(); }}),
               std::vector<std::string>(4, "Unimplemented"));
-    EXPECT_EQ(ioUnit([&] { bare.close(); }), kHeaderUnit);
     bare.flush();  // does nothing
 
     RecordingStream out;
@@ -62,7 +60,6 @@ TEST(FileOutputStreamOpen, ModesChooseTruncateAppendOrCreate) {
     };
     EXPECT_EQ(ioMessage([&] { writeWith(FileOutputStream::APPEND, "x"); }),
               path + ": " + strerror(ENOENT));
-    EXPECT_EQ(ioUnit([&] { writeWith(FileOutputStream::APPEND, "x"); }), "io/OutputStream");
     EXPECT_EQ(readText(path), "<missing>");
 
     mode_t oldMask = umask(027);
@@ -85,7 +82,6 @@ TEST(FileOutputStreamWrite, ErrorsCarrySystemText) {
     FileOutputStream full("/dev/full", FileOutputStream::REPLACE);
     EXPECT_EQ(ioMessages({[&] { full.write("data", 4); }, [&] { full.write('x'); }}),
               std::vector<std::string>(2, strerror(ENOSPC)));
-    EXPECT_EQ(ioUnit([&] { full.write('x'); }), "io/OutputStream");
 
     int fds[2];
     ASSERT_EQ(pipe(fds), 0);
@@ -108,7 +104,6 @@ TEST(FileOutputStreamClose, ClosesOwnDescriptorButNeverStandardStreams) {
     EXPECT_EQ(
         ioMessages({[&] { out.write('x'); }, [&] { out.write("x", 1); }, [&] { out.write("x"); }}),
         std::vector<std::string>(3, kClosed));
-    EXPECT_EQ(ioUnit([&] { out.write('x'); }), kHeaderUnit);
     EXPECT_EQ(readText(path), "abc");
 
     {

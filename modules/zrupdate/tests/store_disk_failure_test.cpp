@@ -16,7 +16,6 @@
 
 #include "StoreTestSupport.h"
 #include "store/ZRNetConfig.h"
-#include "ZRPaths.h"
 #include "store/ZRStoreDefaults.h"
 #include "store/ZRUpdateStore.h"
 #include "util/Log.h"
@@ -67,8 +66,8 @@ protected:
 
     void TearDown() override {
         Log::openLog("");
-        std::remove((std::string(ZRPaths::TMP_DIR) + "/" + logName + ".lock").c_str());
-        std::remove((std::string(ZRPaths::TMP_DIR) + "/" + logName + ".rlock").c_str());
+        for (const char* suffix : {".lock", ".rlock"})
+            std::remove(RotationFileLog::lockFilePath(String(logFile.c_str()), suffix).c_str());
         if (mounted && ::umount(mountPoint.c_str()) != 0) {
             ::umount2(mountPoint.c_str(), MNT_DETACH);
         }

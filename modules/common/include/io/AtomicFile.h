@@ -9,6 +9,11 @@
 // file holds either the whole previous document or the whole new one.
 class AtomicFile {
   public:
+    enum Outcome {
+        REPLACED,         // the crash-safe way: a new file renamed over the old
+        WRITTEN_IN_PLACE  // the existing file itself was rewritten (see below)
+    };
+
     // Replaces the file at path (the target, when path is a symbolic link)
     // with the length bytes at data, keeping its mode and owner; a new file
     // gets the mode FileOutputStream gives (0666 less the umask). Throws
@@ -16,7 +21,21 @@ class AtomicFile {
     // is untouched and no new file is left. (One exception: on a file system
     // without hard links, a failed sync of the folder after the rename
     // leaves the new document in place, still reported as a failure.)
-    static void replace(const String& path, const char* data, int length);
+    // After a replacement, side files of this document that a killed save
+    // left behind ("<name>.new-*", "<name>.old-*") are removed once they are
+    // old enough that no live save can still be using them.
+    //
+    // Only regular files are replaced. Two cases are written in place:
+    // - the target is a device, a FIFO or a socket: renaming a file over it
+    //   would destroy the node for every program on the machine, so the
+    //   bytes are written to it, without blocking (a FIFO nobody reads fails
+    //   at once); a folder fails with "Is a directory";
+    // - the caller may write the document but neither create files in its
+    //   folder nor give a new file the document's owner (a product's script
+    //   running under its own account): the file is rewritten from the start,
+    //   cut to length and synced. A kill in the middle can then tear it, so
+    //   the caller should say the save was not crash-safe.
+    static Outcome replace(const String& path, const char* data, int length);
 
     // The system calls replace() makes, so that tests can make each step
     // fail. Names are relative to the descriptor of the document's folder.
@@ -36,7 +55,8 @@ class AtomicFile {
     // The real calls, which replace(path, data, length) uses.
     static const SystemCalls& systemCalls();
     // replace() through the given calls; for tests only.
-    static void replace(const String& path, const char* data, int length, const SystemCalls& calls);
+    static Outcome replace(const String& path, const char* data, int length,
+                           const SystemCalls& calls);
 };
 
 #endif

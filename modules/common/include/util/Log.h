@@ -74,6 +74,10 @@ class Log {
     // When off, no log writes anything.
     static void setEnabled(bool on);
     static bool isEnabled();
+    // Folder of the rotating logs' lock files; "/tmp" until the program sets
+    // its own. Logs opened afterwards use it.
+    static void setLockFolder(const char* folder);
+    static String getLockFolder();
 
   protected:
     // The one way text reaches a stream: adds the final "\n" when missing,
@@ -118,8 +122,8 @@ class FileLog : public Log {
     // Points the log at `path`: "" means standard error (returns false); an
     // already open descriptor on the same file is kept; otherwise the file is
     // opened for appending, created with mode 0666 when missing. A file that
-    // cannot be opened gives false, and writes then throw IOException
-    // "<path>: <reason>" until an open succeeds.
+    // cannot be opened gives false, and lines are then dropped until an open
+    // succeeds. No write of a log ever throws.
     virtual bool open(const char* path);
     virtual const String& getFileName() const;
 
@@ -160,6 +164,11 @@ class RotationFileLog : public FileLog {
 
     // Rotates the file now if it is not empty.
     void rotateNow();
+    // How long a write waits for a lock that another process holds (10 s by
+    // default). A process that holds it longer (stopped, or a lock file of
+    // another user) would otherwise stall this one for good: past the wait
+    // the log gives that lock up for the rest of the process and says so.
+    void setLockWait(int ms) { lockWaitMs = ms; }
     // The lock file path of the log file name `path` with `suffix`.
     static String lockFilePath(const String& path, const char* suffix);
 
@@ -171,16 +180,25 @@ class RotationFileLog : public FileLog {
 
   private:
     // Moves the file aside and shifts the numbered copies; called with
-    // writeLock held. `threshold` is the size from which the file is moved.
+    // writeLock held. The file is moved when larger than `threshold` bytes.
     void rotate(long threshold);
     // Gives `name` the next number, shifting the copy in the way first.
     void shift(const String& name, int depth);
     void attachLocks();
+    void attachLock(FileLock& lock, const String& path);
     void detachLocks();
+    // Takes `lock` within the wait; a lock that cannot be had in time is
+    // closed, so that later writes do not wait for it again.
+    void acquire(FileLock& lock);
+    // Queues a warning line for the log; it is written with the next line,
+    // as the log cannot write while it is taking its own locks.
+    void addNotice(const String& text);
 
     FileLock writeLock;
     FileLock rotateLock;
     String lockedName;  // path of the attached write lock file, "" when none
+    int lockWaitMs;
+    String notices;     // whole lines, stamped, waiting for the next write
 };
 
 // The debug log: a rotating log with limits of its own (1024 KB, 100 copies)

@@ -12,21 +12,28 @@ public:
         : path(path), index(index), node(node) {}
 
     String getName() const override;
-    String getPath() const override { return path; }
+    String getPath() const override;
     int getAttributeCount() const override;
     bool getAttribute(int i, String& name, String& value) const override;
     bool getAttribute(const String& name, String& value) const override;
     int getChildCount() const override;
     XMLNode* getChild(int i) const override;
-    bool isValid() const override { return !path.isEmpty() && node != nullptr; }
+    bool isValid() const override { return node != nullptr && (pathOfNode || !path.isEmpty()); }
 
     // The index the handle was obtained with.
     int getIndex() const { return index; }
 
 private:
+    // A handle on a child: its path is the element's own full path, made
+    // only when asked for, as walking a large list never asks.
+    struct ChildOf {};
+    ExpatXMLNode(ChildOf, ExpatXMLTree::_tree_node* child)
+        : index(-1), node(child), pathOfNode(true) {}
+
     String path;
     int index;
     ExpatXMLTree::_tree_node* node;
+    bool pathOfNode = false;
 };
 
 #endif

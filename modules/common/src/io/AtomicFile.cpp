@@ -8,9 +8,12 @@
 // atomic, so the name always refers to one complete document.
 #include "io/AtomicFile.h"
 
+#include <ctype.h>
+#include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>
 #include <stdio.h>
+#include <string.h>
 #include <sys/random.h>
 #include <sys/stat.h>
 #include <time.h>
@@ -25,6 +28,10 @@ const char* const kUnit = "io/AtomicFile";
 // As many links as the system itself follows before giving up with ELOOP.
 const int kMaxLinks = 40;
 const int kNameAttempts = 100;
+// A save takes a fraction of a second; a side file untouched for this long
+// was left by a save that was killed.
+const time_t kLeftoverAgeSeconds = 10 * 60;
+const int kSuffixDigits = 12;
 
 [[noreturn]] void fail(const String& path, int error) {
     ZR_THROW(IOException, pathErrorText(path.c_str(), error).c_str(), kUnit);
@@ -125,6 +132,42 @@ struct Replacement {
     }
 };
 
+// "<name>.new-" or "<name>.old-" and the random suffix of sideName().
+bool isSideFileOf(const char* entry, const String& name) {
+    size_t nameLength = static_cast<size_t>(name.length());
+    if (strncmp(entry, name.c_str(), nameLength) != 0) return false;
+    const char* rest = entry + nameLength;
+    if (strncmp(rest, ".new-", 5) != 0 && strncmp(rest, ".old-", 5) != 0) return false;
+    rest += 5;
+    int digits = 0;
+    while (isxdigit(static_cast<unsigned char>(rest[digits]))) digits++;
+    return digits == kSuffixDigits && rest[digits] == '\0';
+}
+
+// Side files of `name` that a killed save left behind: regular files of this
+// user not modified for a while. A live save writes its new file just before
+// renaming it, so that file is always fresh; the second name of an old
+// document carries the old document's time, but a live save needs it only
+// to undo a failed folder sync, which then fails without harm.
+void removeLeftovers(int folderFd, const String& name) {
+    int listFd = dup(folderFd);
+    DIR* folder = listFd < 0 ? nullptr : fdopendir(listFd);
+    if (folder == nullptr) {
+        if (listFd >= 0) close(listFd);
+        return;
+    }
+    time_t cutoff = time(nullptr) - kLeftoverAgeSeconds;
+    while (struct dirent* entry = readdir(folder)) {
+        if (!isSideFileOf(entry->d_name, name)) continue;
+        struct stat info;
+        if (fstatat(folderFd, entry->d_name, &info, AT_SYMLINK_NOFOLLOW) == 0 &&
+            S_ISREG(info.st_mode) && info.st_uid == geteuid() && info.st_mtime < cutoff) {
+            unlinkat(folderFd, entry->d_name, 0);
+        }
+    }
+    closedir(folder);
+}
+
 bool writeAll(const AtomicFile::SystemCalls& calls, int fd, const char* data, int length) {
     while (length > 0) {
         ssize_t written = calls.write(fd, data, static_cast<size_t>(length));
@@ -144,12 +187,45 @@ const AtomicFile::SystemCalls& AtomicFile::systemCalls() {
     return kRealCalls;
 }
 
-void AtomicFile::replace(const String& path, const char* data, int length) {
-    replace(path, data, length, kRealCalls);
+AtomicFile::Outcome AtomicFile::replace(const String& path, const char* data, int length) {
+    return replace(path, data, length, kRealCalls);
 }
 
-void AtomicFile::replace(const String& path, const char* data, int length,
-                         const SystemCalls& calls) {
+namespace {
+
+// Writes the document into the existing file `target` itself. A regular file
+// is rewritten from its start, cut to the new length and synced; a node
+// (device, FIFO, socket) takes the bytes as they come, without blocking.
+// When the file cannot be opened the failure reported is `refusedError` (the
+// reason the crash-safe way was not possible), or the open's own for a node.
+AtomicFile::Outcome writeInPlace(const String& path, const String& target, bool regular,
+                                 const char* data, int length,
+                                 const AtomicFile::SystemCalls& calls, int refusedError) {
+    int flags = O_WRONLY | O_NOFOLLOW | O_CLOEXEC | (regular ? 0 : O_NONBLOCK);
+    int fd = open(target.c_str(), flags);
+    if (fd < 0) fail(path, regular ? refusedError : errno);
+    bool written = writeAll(calls, fd, data, length) &&
+                   (!regular || (ftruncate(fd, length) == 0 && calls.fsync(fd) == 0));
+    int error = errno;
+    if (calls.close(fd) != 0 && written) {
+        written = false;
+        error = errno;
+    }
+    if (!written) fail(path, error);
+    return AtomicFile::WRITTEN_IN_PLACE;
+}
+
+// Errors by which a caller that may still write the document itself is
+// refused the crash-safe way: no new file in the folder, or none that can
+// be given the document's owner.
+bool refusedToCaller(int error) {
+    return error == EACCES || error == EPERM;
+}
+
+}  // namespace
+
+AtomicFile::Outcome AtomicFile::replace(const String& path, const char* data, int length,
+                                        const SystemCalls& calls) {
     if (length < 0 || (data == nullptr && length > 0)) fail(path, EINVAL);
     if (path.isEmpty()) fail(path, ENOENT);  // as opening "" would
     String target = resolveLinks(path);
@@ -159,6 +235,10 @@ void AtomicFile::replace(const String& path, const char* data, int length,
     struct stat old;
     bool replacing = lstat(target.c_str(), &old) == 0;
     if (!replacing && errno != ENOENT) fail(path, errno);
+    if (replacing && S_ISDIR(old.st_mode)) fail(path, EISDIR);
+    if (replacing && !S_ISREG(old.st_mode)) {
+        return writeInPlace(path, target, false, data, length, calls, 0);
+    }
 
     Replacement work(calls);
     // A link into a missing folder fails here, with the error an open for
@@ -174,12 +254,19 @@ void AtomicFile::replace(const String& path, const char* data, int length,
         work.fd = calls.createNew(work.folderFd, candidate.c_str(), replacing ? 0600 : 0666);
         if (work.fd >= 0) {
             work.newName = candidate;
+        } else if (replacing && refusedToCaller(errno)) {
+            return writeInPlace(path, target, true, data, length, calls, errno);
         } else if (errno != EEXIST || attempt + 1 >= kNameAttempts) {
             fail(path, errno);
         }
     }
     if (replacing) {
-        if (calls.fchown(work.fd, old.st_uid, old.st_gid) != 0) fail(path, errno);
+        if (calls.fchown(work.fd, old.st_uid, old.st_gid) != 0) {
+            if (refusedToCaller(errno)) {
+                return writeInPlace(path, target, true, data, length, calls, errno);
+            }
+            fail(path, errno);
+        }
         if (calls.fchmod(work.fd, old.st_mode & 07777) != 0) fail(path, errno);
     }
     if (!writeAll(calls, work.fd, data, length)) fail(path, errno);
@@ -219,4 +306,10 @@ void AtomicFile::replace(const String& path, const char* data, int length,
         calls.fsync(work.folderFd);
         fail(path, error);
     }
+    if (!work.backupName.isEmpty()) {
+        calls.unlink(work.folderFd, work.backupName.c_str());
+        work.backupName.clear();
+    }
+    removeLeftovers(work.folderFd, name);
+    return REPLACED;
 }

@@ -2,8 +2,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
-#include <cstring>
 #include <ctime>
 #include <new>
 
@@ -12,27 +10,6 @@
 #include "io/File.h"
 #include "io/FileOutputStream.h"
 #include "util/Log.h"
-
-namespace {
-
-// Stands in for a log file that could not be opened: every write reports why,
-// so the caller of log() learns of the failure instead of losing lines.
-class UnopenedFileStream : public OutputStream {
-  public:
-    explicit UnopenedFileStream(const String& reason) : reason(reason) {}
-
-    using OutputStream::write;
-    void close() override {}
-    void write(char) override { fail(); }
-    void write(const char*, int) override { fail(); }
-
-  private:
-    [[noreturn]] void fail() { ZR_THROW(IOException, reason, "util/Log"); }
-
-    String reason;
-};
-
-}  // namespace
 
 FileLog::FileLog(OutputStream* out) : Log(out), fileName(), fd(-1), ownsStream(false) {}
 
@@ -55,23 +32,31 @@ String FileLog::timeStamp() {
     return String(text);
 }
 
+// Building the line can run out of memory; like a failed write, that drops
+// the line instead of reaching the caller (see Log::writeText).
 void FileLog::log(const String& message) {
-    String line = timeStamp();
-    line.append('\t').append(message);
-    writeText(line);
+    try {
+        String line = timeStamp();
+        writeText(line.append('\t').append(message));
+    } catch (...) {
+    }
 }
 
 void FileLog::log(const String& message, int level) {
-    String line = timeStamp();
-    line.append('\t').append(levelWord(level)).append('\t').append(message);
-    writeText(line);
+    try {
+        String line = timeStamp();
+        writeText(line.append('\t').append(levelWord(level)).append('\t').append(message));
+    } catch (...) {
+    }
 }
 
 void FileLog::log(const NameValuePairs& record) {
-    String line = timeStamp();
-    line.append('\t');
-    format(record, line);
-    writeText(line);
+    try {
+        String line = timeStamp();
+        format(record, line.append('\t'));
+        writeText(line);
+    } catch (...) {
+    }
 }
 
 void FileLog::format(const NameValuePairs& record, String& line) {
@@ -104,29 +89,24 @@ bool FileLog::open(const char* path) {
     if (ownsStream && fd >= 0 && fileName == wanted && File(wanted).isSameFile(fd)) return true;
 
     closeStream();
+    out = nullptr;
     fileName = wanted;
     // Close-on-exec keeps the log out of the programs this process starts.
+    // A file that cannot be opened leaves the log without a stream: its lines
+    // are dropped, not sent to standard error. The log keeps its file name,
+    // so that a later open can succeed (a rotating log retries before every
+    // write).
     int newFd = ::open(wanted.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
-    OutputStream* stream;
-    if (newFd >= 0) {
-        stream = new (std::nothrow) FileOutputStream(newFd);
-    } else {
-        // The log keeps its file name so that a later open can succeed
-        // (a rotating log retries before every write); until then writes
-        // throw the reason.
-        String reason(wanted);
-        reason.append(": ").append(strerror(errno));
-        stream = new (std::nothrow) UnopenedFileStream(reason);
-    }
+    if (newFd < 0) return false;
+    OutputStream* stream = new (std::nothrow) FileOutputStream(newFd);
     if (stream == nullptr) {
-        if (newFd >= 0) ::close(newFd);
-        out = nullptr;
+        ::close(newFd);
         ZR_THROW(OutOfMemoryException, "Out of memory", "util/Log");
     }
     out = stream;
     fd = newFd;
     ownsStream = true;
-    return newFd >= 0;
+    return true;
 }
 
 const String& FileLog::getFileName() const {

@@ -1,6 +1,7 @@
 #include "util/Log.h"
 
 #include "NameValuePairs.h"
+#include "io/File.h"
 #include "io/FileOutputStream.h"
 
 namespace {
@@ -8,6 +9,7 @@ namespace {
 // The process-wide logs, created together in this order: the stream on
 // standard error, the null log, the main log and the debug log on that stream.
 struct ProcessLogs {
+    String lockFolder{File::getTempDirectory()};
     FileOutputStream standardError{2};
     Log nullLog;
     RotationFileLog mainLog{&standardError};
@@ -67,24 +69,27 @@ void Log::beginWrite() {}
 
 void Log::endWrite() {}
 
+// A log line that cannot be written (a full disk, a read-only home, a log
+// file that cannot be made) is dropped: logging never throws into its caller
+// and so never changes what a command does or the status it ends with. Nor
+// is a notice printed on standard error: the program's user-facing output is
+// standard output and its exit status, and the scripts of the products that
+// run it may treat anything on standard error as a failure of their own.
 void Log::writeText(const String& text) {
     if (!enabled) return;
-    String line(text);
-    if (!line.endsWith("\n")) line.append('\n');
-    // endWrite() always follows beginWrite(), also when the write throws, so
-    // that the lock taken by beginWrite() is never left held.
     try {
+        String line(text);
+        if (!line.endsWith("\n")) line.append('\n');
         beginWrite();
         if (out != nullptr) out->write(line.c_str(), line.length());
     } catch (...) {
-        try {
-            endWrite();
-        } catch (...) {
-            // The first failure is the one the caller needs to see.
-        }
-        throw;
     }
-    endWrite();
+    // endWrite() always follows beginWrite(), so that the lock it took is
+    // never left held.
+    try {
+        endWrite();
+    } catch (...) {
+    }
 }
 
 const char* Log::levelWord(int level) {
@@ -184,4 +189,12 @@ void Log::setEnabled(bool on) {
 
 bool Log::isEnabled() {
     return enabled;
+}
+
+void Log::setLockFolder(const char* folder) {
+    processLogs().lockFolder = String(folder);
+}
+
+String Log::getLockFolder() {
+    return processLogs().lockFolder;
 }

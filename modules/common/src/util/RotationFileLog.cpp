@@ -1,10 +1,12 @@
+#include <errno.h>
+
 #include <cstdio>
 #include <cstdlib>
 
 #include "Utils.h"
 #include "Vector.h"
-#include "ZRPaths.h"
 #include "io/File.h"
+#include "io/OutputStream.h"
 #include "util/Log.h"
 
 namespace {
@@ -17,32 +19,27 @@ String baseName(const String& path) {
     return path.substring(slash + 1);
 }
 
-// Holds a file lock for the life of a scope. Without a lock file (it could not
-// be created) lock() fails and the log goes on without exclusion.
-class LockHolder {
-  public:
-    explicit LockHolder(FileLock& lock) : lock(lock) { lock.lock(); }
-    ~LockHolder() { lock.unlock(); }
-    LockHolder(const LockHolder&) = delete;
-    LockHolder& operator=(const LockHolder&) = delete;
-
-  private:
-    FileLock& lock;
-};
-
 // Bounds the chain of renames of one rotation, whatever nextName() answers.
 const int MAX_SHIFT_DEPTH = 10000;
+const int DEFAULT_LOCK_WAIT_MS = 10000;
 
 }  // namespace
 
 RotationFileLog::RotationFileLog(OutputStream* out)
-    : FileLog(out), writeLock("", true), rotateLock("", true), lockedName() {}
+    : FileLog(out),
+      writeLock("", true),
+      rotateLock("", true),
+      lockedName(),
+      lockWaitMs(DEFAULT_LOCK_WAIT_MS),
+      notices() {}
 
 RotationFileLog::RotationFileLog(const char* path)
     : FileLog(static_cast<OutputStream*>(nullptr)),
       writeLock("", true),
       rotateLock("", true),
-      lockedName() {
+      lockedName(),
+      lockWaitMs(DEFAULT_LOCK_WAIT_MS),
+      notices() {
     RotationFileLog::open(path);
 }
 
@@ -51,7 +48,7 @@ RotationFileLog::~RotationFileLog() {
 }
 
 String RotationFileLog::lockFilePath(const String& path, const char* suffix) {
-    String lockPath(ZRPaths::TMP_DIR);
+    String lockPath = Log::getLockFolder();
     if (!lockPath.endsWith("/")) lockPath.append('/');
     lockPath.append(baseName(path)).append(suffix);
     return lockPath;
@@ -70,11 +67,32 @@ bool RotationFileLog::open(const char* path) {
 void RotationFileLog::attachLocks() {
     // Attached once per file: reopening a FileLock would drop a lock held
     // through it, and open() runs again inside every write.
+    // A lock file that cannot be used is not tried again for this file;
+    // the log goes on without that exclusion.
     String lockPath = lockFilePath(fileName, ".lock");
     if (lockPath == lockedName) return;
-    writeLock.open(lockPath.c_str(), true);
-    rotateLock.open(lockFilePath(fileName, ".rlock").c_str(), true);
+    attachLock(writeLock, lockPath);
+    attachLock(rotateLock, lockFilePath(fileName, ".rlock"));
     lockedName = lockPath;
+}
+
+void RotationFileLog::attachLock(FileLock& lock, const String& path) {
+    if (lock.open(path.c_str(), true) == 0) return;
+    String text("log lock file not used, writing without it: ");
+    addNotice(text.append(lock.refusal()));
+}
+
+void RotationFileLog::acquire(FileLock& lock) {
+    if (!lock.isOpen() || lock.lock(lockWaitMs) == 0 || errno != ETIMEDOUT) return;
+    String text("log lock file ");
+    text.append(lock.getPath()).append(" held by another process for ").append(lockWaitMs);
+    addNotice(text.append(" ms, writing without it"));
+    lock.close();
+}
+
+void RotationFileLog::addNotice(const String& text) {
+    notices.append(timeStamp()).append('\t').append(levelWord(LEVEL_WARNING)).append('\t');
+    notices.append(text).append('\n');
 }
 
 void RotationFileLog::detachLocks() {
@@ -101,14 +119,18 @@ void RotationFileLog::trim(int keep) {
 }
 
 void RotationFileLog::beginWriteWithin(int limitKB) {
-    writeLock.lock();
+    acquire(writeLock);
     if (fileName.isEmpty()) return;
     long limit = static_cast<long>(limitKB) * 1024;
-    if (limitKB > 0 && fileSize() >= limit) rotate(limit);
+    if (limitKB > 0 && fileSize() > limit) rotate(limit);
     // Follows the file to its new incarnation when another process has
     // rotated it since this one last wrote.
     String name(fileName);
     open(name.c_str());
+    if (notices.isEmpty() || out == nullptr) return;
+    String pending(notices);
+    notices.clear();
+    out->write(pending.c_str(), pending.length());
 }
 
 void RotationFileLog::endWriteWithin(int limitKB) {
@@ -123,8 +145,9 @@ void RotationFileLog::endWriteWithin(int limitKB) {
 
 void RotationFileLog::rotateNow() {
     if (fileName.isEmpty()) return;
-    LockHolder holding(writeLock);
-    rotate(1);
+    acquire(writeLock);
+    rotate(0);
+    writeLock.unlock();
 }
 
 void RotationFileLog::rotate(long threshold) {
@@ -133,16 +156,15 @@ void RotationFileLog::rotate(long threshold) {
     // move it onto the ".0" name that still holds the previous lines.
     String name(fileName);
     closeStream();
-    {
-        LockHolder holding(rotateLock);
-        if (fileSize() >= threshold) {
-            String aside(name);
-            aside.append(".0");
-            // A ".0" left by a rotation that was cut short is shifted first.
-            if (File(aside).exists()) shift(aside, 0);
-            if (std::rename(name.c_str(), aside.c_str()) == 0) shift(aside, 0);
-        }
+    acquire(rotateLock);
+    if (fileSize() > threshold) {
+        String aside(name);
+        aside.append(".0");
+        // A ".0" left by a rotation that was cut short is shifted first.
+        if (File(aside).exists()) shift(aside, 0);
+        if (std::rename(name.c_str(), aside.c_str()) == 0) shift(aside, 0);
     }
+    rotateLock.unlock();
     open(name.c_str());
 }
 
@@ -177,18 +199,14 @@ String RotationFileLog::nextNameWithin(const String& name, int count) {
 }
 
 void RotationFileLog::reset() {
-    if (fileName.isEmpty()) {
-        closeStream();
-        return;
-    }
-    LockHolder writing(writeLock);
-    LockHolder rotating(rotateLock);
     closeStream();
-    String directory = File::folderOf(fileName);
     String base = baseName(fileName);
     // A log named by a folder path ("/var/log/") has no file name part; the
     // prefix would then be "." and match every hidden file of the folder.
     if (base.isEmpty()) return;
+    acquire(writeLock);
+    acquire(rotateLock);
+    String directory = File::folderOf(fileName);
     String copyPrefix(base);
     copyPrefix.append('.');
     Vector<String> names;
@@ -201,11 +219,13 @@ void RotationFileLog::reset() {
         File file(directory, entry);
         if (file.isFile()) file.deleteFile();
     }
+    rotateLock.unlock();
+    writeLock.unlock();
 }
 
 void RotationFileLog::trimWithin(int keep, int limitKB) {
     if (limitKB <= 0 || fileName.isEmpty()) return;
-    LockHolder holding(rotateLock);
+    acquire(rotateLock);
     int first = keep / limitKB + 1;
     if (first < 1) first = 1;
     for (int number = first;; ++number) {
@@ -215,4 +235,5 @@ void RotationFileLog::trimWithin(int keep, int limitKB) {
         if (!file.exists()) break;
         file.deleteFile();
     }
+    rotateLock.unlock();
 }

@@ -4,6 +4,10 @@ String ExpatXMLNode::getName() const {
     return isValid() ? node->name : String();
 }
 
+String ExpatXMLNode::getPath() const {
+    return pathOfNode ? node->path() : path;
+}
+
 int ExpatXMLNode::getAttributeCount() const {
     return isValid() ? static_cast<int>(node->attributeNames.size()) : -1;
 }
@@ -32,5 +36,5 @@ int ExpatXMLNode::getChildCount() const {
 XMLNode* ExpatXMLNode::getChild(int i) const {
     if (!isValid() || i < 0 || i >= static_cast<int>(node->children.size())) return nullptr;
     ExpatXMLTree::_tree_node* child = node->children[i];
-    return new ExpatXMLNode(child->path(), -1, child);
+    return new ExpatXMLNode(ChildOf{}, child);
 }

@@ -35,8 +35,16 @@ String Node::path() const {
 }
 
 int Node::findAttribute(const char* attr) const {
+    // The first bytes are compared before the whole names: records are read
+    // by looking up each of their attributes in turn, and most names differ
+    // at once.
+    const int first = std::tolower(static_cast<unsigned char>(attr[0]));
     for (size_t i = 0; i < attributeNames.size(); ++i) {
-        if (attributeNames[i].equalsIgnoreCase(attr)) return static_cast<int>(i);
+        const String& name = attributeNames[i];
+        if (std::tolower(static_cast<unsigned char>(name.c_str()[0])) == first &&
+            name.equalsIgnoreCase(attr)) {
+            return static_cast<int>(i);
+        }
     }
     return -1;
 }

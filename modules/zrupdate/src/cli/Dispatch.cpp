@@ -3,10 +3,18 @@
 #include "cli/CmdLine.h"
 #include "cli/NetworkCommands.h"
 #include "cli/ProductCommands.h"
+#include "install/ZRDelayPackages.h"
+#include "install/ZRRunLock.h"
+#include "install/ZRUpdateRun.h"
+#include "client/ZRUpdateClient.h"
+
+#include <unistd.h>
 
 namespace {
 
 const int kInvalidCommandLine = -1;
+const int kLockNotObtained = 3;
+const int kRunLockTimeout = 600;
 
 // The numeric id of status, update and package: 0 when absent or empty.
 // False (after the message) when the value is not a decimal number.
@@ -17,15 +25,6 @@ bool productIdOption(CmdLine& cmdLine, long& id) {
     if (parseNumberOption(value, id)) return true;
     printText("ZRUpdate: invalid product id is specified!\n");
     return false;
-}
-
-// The update protocol (update run, ping and the run lock that delay-package
-// changes take) is not built yet: these commands say so and fail.
-int notAvailable(const char* what) {
-    String message("ZRUpdate: ");
-    message.append(what).append(" is not available in this build\n");
-    printText(message);
-    return -1;
 }
 
 int runRegister(CmdLine& cmdLine) {
@@ -49,17 +48,32 @@ int runStatus(CmdLine& cmdLine) {
 int runUpdate(CmdLine& cmdLine) {
     long id = 0;
     if (!productIdOption(cmdLine, id)) return kInvalidCommandLine;
-    return notAvailable("the update");
+    // Packages come over plain HTTP with a session id unless "https" is
+    // asked for.
+    String protocol;
+    bool httpDownload = !(cmdLine.getOption("protocol", protocol) && protocol.equalsIgnoreCase("https"));
+    return ::runUpdate(id, httpDownload);
 }
 
 int runPing(CmdLine&) {
-    return notAvailable("the ping");
+    ZRUpdateClient client;
+    return client.ping();
 }
 
 int runPackage(CmdLine& cmdLine) {
     long id = 0;
     if (!productIdOption(cmdLine, id)) return kInvalidCommandLine;
-    return notAvailable("the delay-package command");
+    String action;
+    if (!cmdLine.getOption("action", action)) action = "status";
+    // Installing and removing change the list and the inventory: they wait
+    // for the run lock, so that no update installs at the same time.
+    bool changes = action.equalsIgnoreCase("install") || action.equalsIgnoreCase("remove");
+    if (!changes) return delayPackages(id, action, true);
+    int pid = static_cast<int>(getpid());
+    if (lock(pid, kRunLockTimeout) != 0) return kLockNotObtained;
+    int result = delayPackages(id, action, true);
+    unlock(pid);
+    return result;
 }
 
 int runSet(CmdLine& cmdLine) {

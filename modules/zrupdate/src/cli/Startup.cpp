@@ -1,14 +1,12 @@
 #include "cli/Startup.h"
 
-#include <openssl/crypto.h>
-#include <openssl/ssl.h>
-
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 
 #include "cli/CmdLine.h"
 #include "cli/Dispatch.h"
+#include "cli/NetworkTimeout.h"
 #include "Exception.h"
 #include "store/ZRNetConfig.h"
 #include "ZRPaths.h"
@@ -17,40 +15,23 @@
 #include "store/ZRStoreDefaults.h"
 #include "store/ZRUpdateStore.h"
 #include "io/File.h"
+#include "net/SSL.h"
 #include "util/Log.h"
 
 namespace {
 
 const int kBadStateFiles = -2;
 const int kInvalidCommandLine = -1;
-const int kTimedOut = -9;
-
-const char kLogFile[] = "logs/zrupdate.log";
 
 // Set-up and release of the TLS library around the whole run, so that every
-// return from the program releases it. OpenSSL 3 needs no more than
-// OPENSSL_init_ssl at start and OPENSSL_cleanup at the end: the error
-// strings and algorithm tables that older releases loaded and freed by hand
-// are handled by these two calls.
+// return from the program releases it.
 class TlsLibrary {
 public:
-    TlsLibrary() { OPENSSL_init_ssl(OPENSSL_INIT_LOAD_SSL_STRINGS, nullptr); }
-    ~TlsLibrary() { OPENSSL_cleanup(); }
+    TlsLibrary() { SSLClient::initLibrary(); }
+    ~TlsLibrary() { SSLClient::cleanupLibrary(); }
     TlsLibrary(const TlsLibrary&) = delete;
     TlsLibrary& operator=(const TlsLibrary&) = delete;
 };
-
-// A network operation that ran out of time arms no more than this: the
-// process ends, after clearing the work directory of half-written files.
-void onAlarm(int) {
-    RotationFileLog* log = Log::getFileLog();
-    log->log(String("socket connect or read or write timeout!!!"), 0);
-    File workDir{String(ZRPaths::WORK_DIR)};
-    if (workDir.isDirectory() && !workDir.deleteRecursive()) {
-        log->log(String("failed to clear tmp files"), 0);
-    }
-    std::exit(kTimedOut);
-}
 
 // A state file counts as present when it can be read and is not empty.
 bool hasContent(const char* name) {
@@ -58,11 +39,18 @@ bool hasContent(const char* name) {
 }
 
 // Loads one document; an IOException (a file that cannot be opened) is
-// logged and leaves the document unloaded.
+// logged and leaves the document unloaded. So does a path that is there but
+// is no regular file: reading a FIFO nobody writes to would never end.
 template <typename Store>
 void loadDocument(Store& store, const char* name) {
+    String path = ZRStoreFile::homeFile(name);
+    File file(path);
+    if (file.exists() && !file.isFile()) {
+        ZRStoreFile::logDebug(path.append(": not a regular file"));
+        return;
+    }
     try {
-        store.load(ZRStoreFile::homeFile(name).c_str());
+        store.load(path.c_str());
     } catch (Exception& e) {
         ZRStoreFile::logDebug(e.getMessage());
     }
@@ -83,14 +71,15 @@ bool ensureDefaultDocument(const char* name, int (*create)(), const char* creati
 }
 
 int run(int argc, char** argv) {
+    String logPath = ZRStoreFile::homeFile(ZRStateFiles::LOG);
     std::signal(SIGPIPE, SIG_IGN);
-    std::signal(SIGALRM, onAlarm);
+    installNetworkTimeout(logPath);
 
     File(String(ZRPaths::HOME)).mkdirs();
     // The log directory is made too: a home without it would otherwise send
     // every log line to standard error.
-    String logPath = ZRStoreFile::homeFile(kLogFile);
     File(File(logPath).getParent()).mkdirs();
+    Log::setLockFolder(ZRPaths::TMP_DIR);
     Log::openLog(logPath.c_str());
     Log::setMode(0);
 

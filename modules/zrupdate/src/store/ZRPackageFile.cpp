@@ -5,7 +5,7 @@
 #include "store/ZRUpdateParser.h"
 #include "io/StringOutputStream.h"
 
-int writePackageDocument(const Vector<ZRPackageInfo>& list, const String& path) {
+String packageDocumentText(const Vector<ZRPackageInfo>& list) {
     Vector<ZRPackageInfo> kept;
     for (int i = 0; i < list.size(); i++) {
         const ZRPackageInfo& package = list.elementAt(i);
@@ -23,13 +23,17 @@ int writePackageDocument(const Vector<ZRPackageInfo>& list, const String& path) 
         text = ZRStoreFile::emptyDocumentText("PackageInfoList");
         if (text.isEmpty()) {
             ZRStoreFile::logDebug(String("ZRUpdate: Cannot create default XML tree"));
-            return -1;
         }
     } else {
         StringOutputStream out;
-        if (writePackageList(out, kept) < 0) return -1;
-        text = out.getString();
+        if (writePackageList(out, kept) >= 0) text = out.getString();
     }
+    return text;
+}
+
+int writePackageDocument(const Vector<ZRPackageInfo>& list, const String& path) {
+    String text = packageDocumentText(list);
+    if (text.isEmpty()) return -1;
     return ZRStoreFile::writeText(text, path, String("ZRUpdate: save package file failed: ")) ? 0
                                                                                               : -1;
 }

@@ -17,4 +17,8 @@
 // "ZRUpdate: save package file failed: " + the reason.
 int writePackageDocument(const Vector<ZRPackageInfo>& list, const String& path);
 
+// The text of that document, with the same log lines; "" when it cannot be
+// made. For a file that is not a state document (the delay-status file).
+String packageDocumentText(const Vector<ZRPackageInfo>& list);
+
 #endif

@@ -13,6 +13,7 @@ constexpr const char* PARTIAL_FILES = "conf/zr-partial-files";
 constexpr const char* PARTIAL_CONFIG = "conf/zr-partial-config";
 constexpr const char* LAST_UPDATE = "conf/zr-lastupdate";
 constexpr const char* NEW_PACKAGES = "conf/zr-newpkgs";
+constexpr const char* LOG = "logs/zrupdate.log";
 }  // namespace ZRStateFiles
 
 #endif

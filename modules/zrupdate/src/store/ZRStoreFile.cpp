@@ -21,7 +21,11 @@ bool read(ZRXmlDocument& doc, const String& path) {
 
 bool writeText(const String& text, const String& path, const String& failurePrefix) {
     try {
-        AtomicFile::replace(path, text.c_str(), text.length());
+        if (AtomicFile::replace(path, text.c_str(), text.length()) == AtomicFile::WRITTEN_IN_PLACE) {
+            String message("ZRUpdate: store ");
+            message.append(path.substring(path.lastIndexOf('/') + 1));
+            Log::getFileLog()->log(message.append(" written in place, not crash-safe"), 1);
+        }
         return true;
     } catch (IOException& e) {
         String message(failurePrefix);

@@ -1,0 +1,31 @@
+#ifndef ZR_DOWNLOAD_PROGRESS_H
+#define ZR_DOWNLOAD_PROGRESS_H
+
+#include "String.h"
+#include "client/ZRTerminalProgress.h"
+
+// Where a download tells of its progress: the status script hears of every
+// further 5 %, the log gets a line for every further percent, and an
+// administrator at a terminal sees a self-rewriting line.
+class ZRDownloadProgress {
+public:
+    // A transfer of package `name` (product `productId`, `size` bytes)
+    // starting at byte `start`: logs and reports that start.
+    ZRDownloadProgress(long productId, const String& name, long size, long start);
+    // `received` bytes of the file are now held.
+    void update(long received);
+    // Ends the terminal line.
+    void finish();
+
+private:
+    void logBytes(long received);
+
+    long productId;
+    String name;
+    long size;
+    long reports;
+    long lastPercent;
+    ZRTerminalProgress terminal;
+};
+
+#endif

@@ -1,0 +1,326 @@
+// The package download of the update client: session id, the transfer with
+// resumption and progress, and the size and digest checks.
+#include <memory>
+
+#include "Exception.h"
+#include "MD5.h"
+#include "Utils.h"
+#include "client/ZRClientLog.h"
+#include "client/ZRDownloadProgress.h"
+#include "client/ZRPartialDownload.h"
+#include "client/ZRResponseBody.h"
+#include "client/ZRUpdateClient.h"
+#include "io/File.h"
+#include "io/FileInputStream.h"
+#include "io/FileOutputStream.h"
+#include "net/HttpConnection.h"
+#include "net/HttpRequest.h"
+#include "net/HttpResponse.h"
+#include "net/URL.h"
+#include "store/ZRStateFiles.h"
+#include "store/ZRDecimal.h"
+#include "store/ZRNetConfig.h"
+#include "store/ZRStoreFile.h"
+#include "store/ZRUpdateParser.h"
+#include "store/ZRStateFiles.h"
+#include "store/ZRUpdateStore.h"
+
+namespace {
+
+const int kPiece = 1024;
+// A session id is a short token; more than this is not one.
+const long kMaxSessionId = 4096;
+
+// Whether the package is listed in "conf/zr-delay-packages" with the same
+// URL and digest: it is then held back for installation by hand.
+bool isDelayPackage(const ZRPackageInfo& package) {
+    ZRUpdateParser doc;
+    Vector<ZRPackageInfo> delayed;
+    try {
+        if (!ZRStoreFile::read(doc, ZRStoreFile::homeFile(ZRStateFiles::DELAY_PACKAGES))) return false;
+        doc.getPackageList(delayed, false);
+    } catch (Exception& e) {
+        ZRClientLog::debug(e.getMessage());
+        return false;
+    }
+    for (int i = 0; i < delayed.size(); i++) {
+        const ZRPackageInfo& d = delayed.elementAt(i);
+        if (d.url.equals(package.url) && d.md5.equals(package.md5)) return true;
+    }
+    return false;
+}
+
+// "bytes FIRST-LAST/TOTAL" naming exactly the bytes from `first` to the end
+// of a file of `total` bytes.
+bool rangeIsRest(const String& contentRange, long first, long total) {
+    String expected("bytes ");
+    expected.append(first).append("-").append(total - 1).append("/").append(total);
+    return contentRange.trim(" \t").equals(expected);
+}
+
+// Copies the body into `out` until `limit` more bytes are held or the
+// stream ends; never writes past `limit` (a body that goes on past its
+// Content-Length is cut there). The body is read in pieces of 1024 bytes and
+// written in larger runs, to spare the system calls; whatever was read when
+// a read fails is still written, so the file holds every byte received. The
+// bytes held at the end.
+long copyBody(InputStream* in, FileOutputStream& out, long held, long limit, ZRDownloadProgress& progress) {
+    const int kRun = 64 * kPiece;
+    char run[kRun];
+    int filled = 0;
+    long end = held + limit;
+    try {
+        while (in != nullptr && held < end) {
+            long ask = end - held < kPiece ? end - held : kPiece;
+            int n = in->read(run + filled, static_cast<int>(ask));
+            if (n < 1) break;
+            filled += n;
+            held += n;
+            if (filled > kRun - kPiece) {
+                out.write(run, filled);
+                filled = 0;
+            }
+            progress.update(held);
+        }
+    } catch (Exception&) {
+        out.write(run, filled);
+        throw;
+    }
+    out.write(run, filled);
+    return held;
+}
+
+}  // namespace
+
+int ZRUpdateClient::downloadPackages() {
+    ZRClientLog::info("Start to download and install your updates");
+    int count = 0;
+    for (int i = 0; i < packages.size(); i++) {
+        ZRPackageInfo& package = packages.elementAt(i);
+        if (isDelayPackage(package)) {
+            ZRClientLog::info("EC_ZRUPDATE_DELAY_PACKAGE");
+            continue;
+        }
+        String version(package.version.version);
+        version.replace('.', '_');
+        String productDir = workDir + "/" + String().append(package.product.id);
+        String dir = productDir + "/" + version;
+        int slash = package.url.lastIndexOf('/');
+        String fileName = slash < 0 ? package.url : package.url.substring(slash + 1);
+        // A name that would leave the download directory is no file name.
+        if (fileName.isEmpty() || fileName.equals(".") || fileName.equals("..")) {
+            ZRClientLog::failure("ZRUpdate: downloading file failed: " + package.url, "EC_ZRUPDATE_UPDATE_ERROR");
+            continue;
+        }
+        if (!File(dir).mkdirs() && !File(dir).isDirectory()) {
+            ZRClientLog::debug("ZRUpdate: cannot create download path: " + dir);
+            continue;
+        }
+        package.path = dir;
+        package.file = fileName;
+        String localFile = dir + "/" + fileName;
+        if (!downloadFile(package.product.id, package.product.desc, package.url, localFile, package.size)) {
+            ZRClientLog::failure("ZRUpdate: downloading file failed: " + package.url, "EC_ZRUPDATE_UPDATE_ERROR");
+            File(productDir).deleteRecursive();
+            continue;
+        }
+        String digest;
+        if (!md5File(localFile.c_str(), digest) || !digest.equalsIgnoreCase(package.md5)) {
+            ZRClientLog::failure("ZRUpdate: invalid md5 in downloading file: " + package.url,
+                                 "EC_ZRUPDATE_PACKAGE_ERROR");
+            File(productDir).deleteRecursive();
+            continue;
+        }
+        ZRProduct installed;
+        if (ZRUpdateStore::instance().findProduct(package.product.id, installed)) {
+            package.product.installPath = installed.info.installPath;
+        }
+        package.downloadResult = 1;
+        count++;
+    }
+    return count;
+}
+
+int ZRUpdateClient::fetchSessionId(const NetSettings& settings, const String& host, const String& url,
+                                   String& sessionId) {
+    std::unique_ptr<HttpConnection> connection(createConnection(0));
+    if (!connection) return 0;
+    connection->setKeepAlive(false);
+    try {
+        HttpRequest request;
+        request.setURL(URL(serverBase(settings, host) + "/zr-sessionid"));
+        request.getHeader().add("X-ZR-Update-Protocol-Version", "1.0");
+        request.getHeader().add("X-ZR-Update-URL", url);
+        request.getHeader().add("X-ZR-Update-MAC", settings.mac);
+        HttpResponse answer;
+        if (!connection->send(request, answer) || answer.getStatus() != 200) return 0;
+        sessionId = readResponseBody(answer, kMaxSessionId);
+        connection->close();
+        if (sessionId.isEmpty()) {
+            ZRClientLog::info("ZRUpdate: no data is available in response");
+            return 0;
+        }
+        return 1;
+    } catch (Exception& e) {
+        bool reached = connection->isConnected();
+        connection->close();
+        ZRClientLog::info("exception in get sessionID " + e.getMessage());
+        // A server that cannot be reached is passed over like one whose
+        // connection fails; a failure in the middle of the exchange ends
+        // the package.
+        return reached ? -1 : 0;
+    }
+}
+
+bool ZRUpdateClient::downloadFile(long productId, const String& name, const String& url, const String& localFile,
+                                  long size) {
+    ZRClientLog::info(String("==").append(productId).append(name).append(url).append(localFile).append(size));
+    NetSettings settings;
+    if (!ZRNetConfig::instance().getSettings(settings)) {
+        ZRClientLog::debug("ZRUpdate: read server settings failed");
+        return false;
+    }
+    bool usingProxy = settings.isUsingProxy.equalsIgnoreCase("1");
+    bool plain = settings.type.equalsIgnoreCase("http") || httpDownload == 1;
+    const Vector<ZRServer> list(serverList(settings));
+    ZRPartialDownload partial(productId, url, localFile, size);
+    for (int i = 0; i < list.size(); i++) {
+        const String& host = list.elementAt(i).host;
+        String sessionId;
+        if (httpDownload == 1) {
+            int got = fetchSessionId(settings, host, url, sessionId);
+            if (got < 0) return false;
+            if (got == 0) continue;
+        }
+        std::unique_ptr<HttpConnection> connection(createConnection(2));
+        if (!connection) continue;
+        connection->setKeepAlive(false);
+        long held = 0;
+        bool answered = false;
+        try {
+            HttpRequest request;
+            String target = url.startsWith("http") ? url
+                                                   : String(plain ? "http" : "https") + "://" + host +
+                                                         "/zr-download?path=" + url;
+            request.setURL(URL(target));
+            HttpHeader& header = request.getHeader();
+            header.add("X-ZR-Content-Compression", "deflate");
+            header.add("X-ZR-Update-MAC", settings.mac);
+            header.add("X-ZR-Update-SessionID", sessionId);
+            long headerId = productId;
+            String version, serialNo;
+            if (getProductHeaders(headerId, version, serialNo)) {
+                header.add("X-ZR-Update-ProductId", headerId);
+                header.add("X-ZR-Update-ProductVersion", version);
+                header.add("X-ZR-Update-SerialNo", serialNo);
+            }
+            held = partial.resume();
+            if (held > 0) header.add("Range", String("bytes=").append(held).append("-"));
+
+            HttpResponse answer;
+            if (!connection->send(request, answer)) {
+                if (held > 0) partial.keep();
+                continue;
+            }
+            answered = true;
+            ZRClientLog::debug(request.toString());
+            ZRClientLog::debug(answer.toString());
+            lastStatus = answer.getStatus();
+            long length = answer.getContentLength();
+            long start = 0;
+            if (lastStatus == 206 && held > 0) {
+                ZRClientLog::info("enter partial download!!!");
+                // Only the rest of this very file may be appended: a range
+                // that starts or ends elsewhere would corrupt it.
+                String contentRange;
+                answer.getHeader().get("Content-Range", contentRange);
+                if (length + held != size || !rangeIsRest(contentRange, held, size)) {
+                    ZRClientLog::debug("ZRUpdate: invalid file length in response");
+                    partial.keep();
+                    continue;
+                }
+                start = held;
+            } else if (lastStatus == 200) {
+                if (length != size) {
+                    ZRClientLog::debug("ZRUpdate: invalid file length in response");
+                    if (held > 0) partial.keep();
+                    continue;
+                }
+                // A server that ignores the range sends the whole file: the
+                // part held is dropped (the file is truncated on opening).
+            } else {
+                ZRClientLog::info("Download '" + name + (lastStatus == 401 ? "' unauthorized" : "' not found"));
+                ZRClientLog::debug(String("Download '").append(name).append("' failed with code ").append(lastStatus));
+                if (held > 0) partial.keep();
+                continue;
+            }
+            ZRDownloadProgress progress(productId, name, size, start);
+            FileOutputStream out(localFile.c_str(), start > 0 ? 1 : 0);
+            long received = copyBody(answer.getInputStream(), out, start, size - start, progress);
+            progress.finish();
+            out.close();
+            connection->close();
+            if (received != size) ZR_THROW(IOException, "file size is incorrect", "ZRUpdateClientDownload");
+            return true;
+        } catch (Exception& e) {
+            connection->close();
+            // What was received is kept for the next run. A server that
+            // cannot be reached is passed over like one whose connection
+            // fails; a transfer that breaks off ends this package.
+            partial.keep();
+            ZRClientLog::socketFailure(e, usingProxy);
+            if (!answered) continue;
+            return false;
+        }
+    }
+    return false;
+}
+
+bool ZRUpdateClient::getProductHeaders(long& productId, String& version, String& serialNo) {
+    ZRUpdateStore& store = ZRUpdateStore::instance();
+    ZRProduct product;
+    if (!store.findProduct(productId, product)) return false;
+    version = product.version.version;
+    serialNo = product.info.serialNo;
+    if (!serialNo.isEmpty() || product.info.parent.isEmpty()) return true;
+    Vector<String> parents;
+    product.info.parent.split(parents, ",");
+    for (int i = 0; i < parents.size(); i++) {
+        const String& text = parents.elementAt(i);
+        if (!Utils::isNumeric(text.c_str(), nullptr)) continue;
+        ZRProduct parent;
+        long parentId = 0;
+        try {
+            parentId = parseDecimal(text);
+        } catch (Exception&) {
+            continue;
+        }
+        if (store.findProduct(parentId, parent) && !parent.info.serialNo.isEmpty()) {
+            productId = parentId;
+            version = parent.version.version;
+            serialNo = parent.info.serialNo;
+            break;
+        }
+    }
+    return true;
+}
+
+bool ZRUpdateClient::md5File(const char* path, String& digest) {
+    try {
+        FileInputStream in(path);
+        MD5 md5;
+        // Larger reads than the 1024-byte pieces of the transfer: the digest
+        // is the same and a large package needs far fewer system calls.
+        const int kRead = 64 * kPiece;
+        std::unique_ptr<char[]> buffer(new char[kRead]);
+        for (int n; (n = in.read(buffer.get(), kRead)) > 0;) md5.update(buffer.get(), static_cast<unsigned>(n));
+        in.close();
+        String hex;
+        md5.finalHex(hex);
+        hex.toUpperCase();
+        digest.append(hex);
+        return true;
+    } catch (Exception&) {
+        return false;
+    }
+}

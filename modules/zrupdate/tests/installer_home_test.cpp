@@ -1,0 +1,121 @@
+// The installer against real archives and scripts, in the work directory of
+// the build: the outcomes the end-to-end update tests do not reach (a script
+// ended by a signal, packages skipped, the large-package form, arguments
+// without an install path).
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+#include <cstdlib>
+
+#include "../../common/tests/TestScratch.h"
+#include "ZRPaths.h"
+#include "install/ZRUpdateInstaller.h"
+#include "io/File.h"
+#include "store/ZRUpdateParser.h"
+#include "io/StringOutputStream.h"
+#include "util/Log.h"
+
+namespace {
+
+struct Case {
+    long id;
+    const char* format;
+    int downloadResult;
+    const char* scriptTail;  // the script's last line
+    bool large;              // the archive carries large_package_flag
+    int runResult;
+    const char* logLine;     // expected in the log
+};
+
+const Case kCases[] = {
+    {1, "ZIP", 1, "exit 0", false, 1, "Install P1 ..."},
+    {4, "zip", 1, "kill -9 $$", false, 0, "Install7 P4 (1.0.0.0) failed"},
+    {5, "tar", 1, "exit 0", false, 0, "ZRUpdate: unsupported package format: tar"},
+    {6, "zip", 0, "exit 0", false, 0, "ZRUpdate: package file of 'N6 (1.0.0.0) is invalid"},
+    {8, "zip", 1, "exit 0", true, 1, "Install P8 ..."},
+};
+
+class InstallerTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        work = std::string(ZRPaths::WORK_DIR) + "/" + scratch.name();
+        Log::openLog(scratch.file("log").c_str());
+        Log::openDebugLog(scratch.file("log").c_str());
+        Log::setDebug(true);
+    }
+    void TearDown() override {
+        Log::setDebug(false);
+        Log::openLog("");
+        Log::openDebugLog("");
+        File(String(work.c_str())).deleteRecursive();
+        File(String((ZRPaths::HOME + work).c_str())).deleteRecursive();
+    }
+
+    // A downloaded package of product c.id in work/<id>/1_0: an archive
+    // with the install script (which records its arguments and what it
+    // finds beside it) and a payload file.
+    ZRPackageInfo makePackage(const Case& c) {
+        std::string dir = work + "/" + std::to_string(c.id) + "/1_0";
+        std::string build = scratch.file("build" + std::to_string(c.id));
+        std::filesystem::create_directories(dir);
+        std::filesystem::create_directories(build);
+        std::string record = scratch.file("record" + std::to_string(c.id));
+        writeFile(build + "/install-package", "#!/bin/sh\necho \"$*\" >" + record + "\nls \"$2\" >>" +
+                                                  record + "\n" + c.scriptTail + "\n");
+        writeFile(build + "/payload", "data");
+        if (c.large) {
+            for (const char* member : {"large_package_flag", "install", "readme"}) writeFile(build + "/" + member, "");
+        }
+        std::string zip = "cd " + build + " && chmod +x install-package && zip -q " + dir + "/p.zip *";
+        EXPECT_EQ(0, std::system(zip.c_str()));
+
+        ZRPackageInfo p;
+        p.path = dir.c_str();
+        p.file = "p.zip";
+        p.product.id = c.id;
+        p.product.name = ("N" + std::to_string(c.id)).c_str();
+        p.product.desc = ("P" + std::to_string(c.id)).c_str();
+        p.version = ZRVersionInfo(String("1.0"));
+        p.downloadResult = c.downloadResult;
+        p.format = c.format;
+        p.installScript = "install-package";
+        return p;
+    }
+
+    ScratchDir scratch;
+    std::string work;
+};
+
+TEST_F(InstallerTest, EveryOutcomeOfUnzipAndScript) {
+    Vector<ZRPackageInfo> packages;
+    for (const Case& c : kCases) packages.add(makePackage(c));
+    // Through the package list document, as the update run hands it over.
+    StringOutputStream text;
+    ASSERT_EQ(5, writePackageList(text, packages));
+    ZRUpdateInstaller installer(text.getString());
+    ASSERT_EQ(5, installer.getPackageCount());
+
+    EXPECT_EQ(2, installer.install());
+    std::string log = readFile(scratch.file("log"));
+    for (int i = 0; i < installer.getPackageCount(); i++) {
+        const Case& c = kCases[i];
+        const ZRPackageInfo& p = installer.getPackage(i);
+        SCOPED_TRACE(c.id);
+        EXPECT_EQ(c.runResult, p.runResult);
+        EXPECT_NE(std::string::npos, log.find(c.logLine)) << log;
+        std::string productDir = work + "/" + std::to_string(c.id);
+        bool scriptRan = fileExists(scratch.file("record" + std::to_string(c.id)));
+        EXPECT_EQ(c.format[0] != 't' && c.downloadResult == 1, scriptRan);
+        // The product directory goes once the script ran.
+        EXPECT_EQ(!scriptRan, fileExists(productDir));
+    }
+
+    // Arguments: the install path only when there is one; a large package
+    // is unpacked only as far as its script and the archive stays for it.
+    std::string dir8 = work + "/8/1_0";
+    EXPECT_EQ("-s " + dir8 + "\ninstall\ninstall-package\nlarge_package_flag\np.zip\nreadme\n", readFile(scratch.file("record8")));
+    EXPECT_EQ("-s " + work + "/1/1_0\ninstall-package\npayload\n", readFile(scratch.file("record1")));
+}
+
+}  // namespace

@@ -1,0 +1,106 @@
+// The parts of the update client that need no server: the socket-code
+// table, the serial-number rule of the download headers, the lasting
+// redirect's server order, the saved name of a partial download and the
+// digest of a package file. The exchange and the download themselves are
+// tested end to end against real servers (tests/e2e/update_client_test.sh).
+#include <gtest/gtest.h>
+
+#include "StoreTestSupport.h"
+#include "ZRPaths.h"
+#include "client/ZRClientLog.h"
+#include "client/ZRPartialDownload.h"
+#include "client/ZRUpdateClient.h"
+#include "store/ZRUpdateStore.h"
+
+TEST(UpdateClientTest, SocketCodesByPrefixAndProxy) {
+    const struct {
+        const char* text;
+        bool proxy;
+        const char* code;
+    } cases[] = {
+        {"EC_INVALID_HOST: unknown host", false, "EC_ZRUPDATE_INVALID_HOST"},
+        {"EC_PROXY_FAILED: http tunnel failed", false, "EC_ZRUPDATE_PROXY_FAILED"},
+        {"EC_CONNECT_REFUSED: connecting refused failed", false, "EC_ZRUPDATE_CONNECT_REFUSED"},
+        {"EC_CONNECT_REFUSED: connecting refused failed", true, "EC_ZRUPDATE_PROXY_FAILED"},
+        {"EC_CONNECT_TIMEOUT: connecting timeout", true, "EC_ZRUPDATE_CONNECT_TIMEOUT"},
+        {"EC_READ_FAILED: x", false, "EC_ZRUPDATE_READ_FAILED"},
+        {"EC_READ_TIMEOUT: x", false, "EC_ZRUPDATE_READ_TIMEOUT"},
+        {"EC_WRITE_FAILED: x", false, "EC_ZRUPDATE_WRITE_FAILED"},
+        {"EC_WRITE_TIMEOUT: x", false, "EC_ZRUPDATE_WRITE_TIMEOUT"},
+        {"EC_CONNECT_FAILED: x", false, "EC_ZRUPDATE_CONNECT_FAILED"},
+    };
+    for (const auto& c : cases) {
+        const char* code = ZRClientLog::socketCode(c.text, c.proxy);
+        ASSERT_NE(nullptr, code) << c.text;
+        EXPECT_STREQ(c.code, code) << c.text << " proxy " << c.proxy;
+    }
+    EXPECT_EQ(nullptr, ZRClientLog::socketCode("file size is incorrect", false));
+    EXPECT_EQ(nullptr, ZRClientLog::socketCode("x EC_READ_FAILED", false));
+}
+
+class UpdateClientStoreTest : public ::testing::Test {
+protected:
+    ScratchDir dir;
+    static std::string product(int id, const char* serial, const char* parent, const char* version) {
+        return std::string("<InstalledProduct><ProductInfo id=\"") + std::to_string(id) +
+               "\" name=\"p\" desc=\"\" installPath=\"/opt/p\" serialNo=\"" + serial + "\" parent=\"" + parent +
+               "\" langCode=\"\" OEM=\"\"/><ExtVersionInfo version=\"" + version +
+               "\" status=\"\" desc=\"\"/></InstalledProduct>";
+    }
+    void loadInventory(const std::string& products) {
+        writeFile(dir / "inventory", xmlDecl() + "<ZRUpdateClientSettings><Inventory><PlatformInfo os=\"Linux\"/>"
+                                                 "<Products>" + products + "</Products></Inventory></ZRUpdateClientSettings>");
+        ASSERT_TRUE(ZRUpdateStore::instance().load((dir / "inventory").c_str()));
+    }
+};
+
+TEST_F(UpdateClientStoreTest, DownloadHeadersBorrowTheFirstParentWithASerialNumber) {
+    loadInventory(product(20, "", "x,-3,12,15", "2.0") + product(12, "", "", "1.2") + product(15, "SN15", "", "1.5") +
+                  product(30, "SN30", "15", "3.0"));
+    ZRUpdateClient client;
+    long id = 20;
+    String version, serial;
+    ASSERT_TRUE(client.getProductHeaders(id, version, serial));
+    EXPECT_EQ(15, id);
+    EXPECT_STREQ("1.5", version.c_str());
+    EXPECT_STREQ("SN15", serial.c_str());
+    // A product with its own serial number keeps its own values.
+    id = 30;
+    ASSERT_TRUE(client.getProductHeaders(id, version, serial));
+    EXPECT_EQ(30, id);
+    EXPECT_STREQ("SN30", serial.c_str());
+    id = 99;
+    EXPECT_FALSE(client.getProductHeaders(id, version, serial));
+}
+
+TEST_F(UpdateClientStoreTest, LastingRedirectPutsNewServersInFrontOnce) {
+    writeFile(dir / "network", xmlDecl() + "<ZRNetClientSettings><ServerList type=\"http\" timeout=\"5\">"
+                                           "<Server host=\"old.example\"/></ServerList></ZRNetClientSettings>");
+    ASSERT_TRUE(ZRNetConfig::instance().load((dir / "network").c_str()));
+    ZRUpdateClient client;
+    const char* answer =
+        "<ZRUpdateResponse><Result code=\"210\"/><ServerList><Server host=\"a.example\"/>"
+        "<Server host=\"OLD.EXAMPLE\"/><Server host=\"b.example\"/></ServerList></ZRUpdateResponse>";
+    EXPECT_EQ(210, client.processResponse(answer));
+    NetSettings settings;
+    ASSERT_TRUE(ZRNetConfig::instance().getSettings(settings));
+    EXPECT_EQ(" b.example a.example old.example", hosts(settings.servers));
+    // A one-run redirect leaves the settings alone.
+    EXPECT_EQ(211, client.processResponse("<zrupdateresponse><Result code=\"211\"/><ServerList>"
+                                          "<S host=\"c.example\"/></ServerList></zrupdateresponse>"));
+    ASSERT_TRUE(ZRNetConfig::instance().getSettings(settings));
+    EXPECT_EQ(" b.example a.example old.example", hosts(settings.servers));
+    EXPECT_EQ(-1, client.processResponse("<ZRUpdateResponse><Result code=\"2x\"/></ZRUpdateResponse>"));
+    EXPECT_EQ(-1, client.processResponse("<Other><Result code=\"200\"/></Other>"));
+}
+
+TEST_F(UpdateClientStoreTest, SavedNameAndDigest) {
+    EXPECT_EQ(std::string(ZRPaths::HOME) + "/tmp/$tmp$zrupdate$7$2_5_0_0$p.zip",
+              ZRPartialDownload::savedPath("/tmp/zrupdate/7/2_5_0_0/p.zip").c_str());
+    writeFile(dir / "pkg", "abc");
+    ZRUpdateClient client;
+    String digest("x");
+    ASSERT_TRUE(client.md5File((dir / "pkg").c_str(), digest));
+    EXPECT_STREQ("x900150983CD24FB0D6963F7D28E17F72", digest.c_str());
+    EXPECT_FALSE(client.md5File((dir / "missing").c_str(), digest));
+}
