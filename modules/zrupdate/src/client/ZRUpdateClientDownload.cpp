@@ -305,22 +305,4 @@ bool ZRUpdateClient::getProductHeaders(long& productId, String& version, String&
     return true;
 }
 
-bool ZRUpdateClient::md5File(const char* path, String& digest) {
-    try {
-        FileInputStream in(path);
-        MD5 md5;
-        // Larger reads than the 1024-byte pieces of the transfer: the digest
-        // is the same and a large package needs far fewer system calls.
-        const int kRead = 64 * kPiece;
-        std::unique_ptr<char[]> buffer(new char[kRead]);
-        for (int n; (n = in.read(buffer.get(), kRead)) > 0;) md5.update(buffer.get(), static_cast<unsigned>(n));
-        in.close();
-        String hex;
-        md5.finalHex(hex);
-        hex.toUpperCase();
-        digest.append(hex);
-        return true;
-    } catch (Exception&) {
-        return false;
-    }
-}
+bool ZRUpdateClient::md5File(const char* path, String& digest) { return MD5::md5File(path, digest); }
