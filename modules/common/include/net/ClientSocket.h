@@ -139,6 +139,9 @@ class ClientSocket {
     int state;
 
   private:
+    // Waits for `events` within the time-out; a failed wait throws
+    // `failCode`, a timed-out one `timeoutCode` (both logged as `where`).
+    void awaitReady(short events, const char* where, const char* failCode, const char* timeoutCode) const;
     void init(InetSocketAddress* remoteAddress);
     void fillRemoteAddress();
     void fillLocalAddress();

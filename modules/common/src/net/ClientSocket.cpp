@@ -240,31 +240,30 @@ int ClientSocket::open() {
     return 0;
 }
 
-int ClientSocket::read(char* buf, int len) {
-    if (buf == nullptr || len <= 0) return -1;
-    int ready = waitFor(POLLIN);
+void ClientSocket::awaitReady(short events, const char* where, const char* failCode,
+                              const char* timeoutCode) const {
+    int ready = waitFor(events);
     if (ready < 0) {
-        debug("ClientSocket::read: ", strerror(errno));
-        SOCKET_FAIL("EC_READ_FAILED: reading data from socket failed");
+        debug(where, strerror(errno));
+        SOCKET_FAIL(failCode);
     }
     if (ready == 0) {
-        debug("ClientSocket::read: ", "timeouted");
-        SOCKET_FAIL("EC_READ_TIMEOUT: reading data from socket timeout");
+        debug(where, "timeouted");
+        SOCKET_FAIL(timeoutCode);
     }
+}
+
+int ClientSocket::read(char* buf, int len) {
+    if (buf == nullptr || len <= 0) return -1;
+    awaitReady(POLLIN, "ClientSocket::read: ", "EC_READ_FAILED: reading data from socket failed",
+               "EC_READ_TIMEOUT: reading data from socket timeout");
     return static_cast<int>(::recv(fd, buf, static_cast<size_t>(len), 0));
 }
 
 int ClientSocket::write(const char* buf, int len) {
     if (buf == nullptr || len <= 0) return -1;
-    int ready = waitFor(POLLOUT);
-    if (ready < 0) {
-        debug("ClientSocket::write: ", strerror(errno));
-        SOCKET_FAIL("EC_WRITE_FAILED: sending data on socket failed");
-    }
-    if (ready == 0) {
-        debug("ClientSocket::write: ", "timeouted");
-        SOCKET_FAIL("EC_WRITE_TIMEOUT: sending data on socket timeout");
-    }
+    awaitReady(POLLOUT, "ClientSocket::write: ", "EC_WRITE_FAILED: sending data on socket failed",
+               "EC_WRITE_TIMEOUT: sending data on socket timeout");
     // MSG_NOSIGNAL: a peer that went away gives -1 (EPIPE) here instead of
     // a signal, whether or not the program ignores SIGPIPE.
     return static_cast<int>(::send(fd, buf, static_cast<size_t>(len), MSG_NOSIGNAL));
