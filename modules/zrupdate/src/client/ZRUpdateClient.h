@@ -9,6 +9,7 @@
 #include "store/ZRServer.h"
 
 class HttpConnection;
+class ZRPackageCheck;
 class NetSettings;
 class OutputStream;
 
@@ -63,6 +64,10 @@ public:
     // One package file into `localFile`; `name` is used in messages.
     bool downloadFile(long productId, const String& name, const String& url, const String& localFile,
                       long size);
+    // The same, feeding every byte of the file (a part kept from an earlier
+    // run included) to `check`, which is restarted first.
+    bool downloadFile(long productId, const String& name, const String& url, const String& localFile,
+                      long size, ZRPackageCheck& check);
     // Product id, version text and serial number sent with a download; a
     // product without a serial number borrows those of its first parent
     // that has one.
