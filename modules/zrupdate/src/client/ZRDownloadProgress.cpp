@@ -34,4 +34,9 @@ void ZRDownloadProgress::update(long received) {
     }
 }
 
-void ZRDownloadProgress::finish() { terminal.finish(); }
+ZRDownloadProgress::~ZRDownloadProgress() { ZRStatusScript::awaitDownloadReport(); }
+
+void ZRDownloadProgress::finish() {
+    terminal.finish();
+    ZRStatusScript::awaitDownloadReport();
+}

@@ -1,11 +1,11 @@
 // The package download of the update client: session id, the transfer with
 // resumption and progress, and the size and digest checks.
 #include <memory>
-#include <vector>
 
 #include "Exception.h"
 #include "MD5.h"
 #include "Utils.h"
+#include "client/ZRBackgroundCheck.h"
 #include "client/ZRClientLog.h"
 #include "client/ZRDownloadProgress.h"
 #include "client/ZRPackageCheck.h"
@@ -60,24 +60,25 @@ bool rangeIsRest(const String& contentRange, long first, long total) {
     return contentRange.trim(" \t").equals(expected);
 }
 
-// Bytes are read straight into a run of this size, which is then fed to the
-// package check and written in one call: a few hundred system calls for a
-// large package instead of one per kilobyte.
-const int kRun = 1024 * 1024;
-
 // Copies the body into `out` until `limit` more bytes are held or the
 // stream ends; never writes past `limit` (a body that goes on past its
-// Content-Length is cut there). Every byte written is fed to `check` on the
-// way, so the file is never read back for its digests. Whatever was read
+// Content-Length is cut there). Bytes are read straight into large buffers,
+// each written in one call and handed to the package check, which digests
+// it on its own thread while the next one fills: the file is never read
+// back, and the digests ride along with the transfer. Whatever was read
 // when a read fails is still written, so the file holds every byte
 // received. The bytes held at the end.
 long copyBody(InputStream* in, FileOutputStream& out, long held, long limit, ZRDownloadProgress& progress,
               ZRPackageCheck& check) {
-    std::vector<char> run(kRun);
-    int filled = 0;
+    ZRBackgroundCheck background(check);
+    const long kRun = static_cast<long>(ZRBackgroundCheck::BUFFER_SIZE);
+    char* run = background.buffer();
+    long filled = 0;
     auto flush = [&]() {
-        check.update(run.data(), static_cast<size_t>(filled));
-        out.write(run.data(), filled);
+        if (filled == 0) return;
+        background.handOver(run, static_cast<size_t>(filled));
+        out.write(run, static_cast<int>(filled));
+        run = background.buffer();
         filled = 0;
     };
     long end = held + limit;
@@ -85,7 +86,7 @@ long copyBody(InputStream* in, FileOutputStream& out, long held, long limit, ZRD
         while (in != nullptr && held < end) {
             long room = kRun - filled;
             long ask = end - held < room ? end - held : room;
-            int n = in->read(run.data() + filled, static_cast<int>(ask));
+            int n = in->read(run + filled, static_cast<int>(ask));
             if (n < 1) break;
             filled += n;
             // Progress moves on in the steps of 1024 bytes it always had,
@@ -100,6 +101,7 @@ long copyBody(InputStream* in, FileOutputStream& out, long held, long limit, ZRD
         throw;
     }
     flush();
+    background.finish();
     return held;
 }
 
