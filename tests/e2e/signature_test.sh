@@ -18,6 +18,9 @@ HOME_KEY="$CONF/zr-package-key.pem"
 LIST="$CONF/zr-delay-packages"
 P7="$PK/p7-2.5.0.0.zip"
 P7_SAVED="$ZRUPDATE_HOME/tmp/${WORK//\//\$}\$7\$2_5_0_0\$p7-2.5.0.0.zip"
+STATUS_LOG="$ZR_SCRATCH/status.log"
+# Large enough to pass through the download's buffers several times.
+BIG=3000000
 command -v openssl >/dev/null || skip "no openssl command"
 
 python3 "$TOOL" --make-key "$KEY" >/dev/null
@@ -66,12 +69,16 @@ EC_ZRUPDATE_PACKAGE_ERROR" "$1: refusal in the log"
   assert_missing "$WORK/7"
 }
 
-make_pkg --id 7 --sign-key "$KEY" --bytes 200000
+make_pkg --id 7 --sign-key "$KEY" --bytes "$BIG"
 make_pkg --id 9 --sign-key "$KEY"
 GOOD7="$(signature_of 7)"
 
 # --- a good signature installs, the key is shown by -S ----------------------------
 home "${KEY%.pem}.pub.pem"
+# The status script records its calls, slowly: reports that overlapped or
+# came out of order would show.
+printf 'select(undef, undef, undef, 0.02); open(my $f, ">>", "%s"); print $f "@ARGV\n";\n' "$STATUS_LOG" \
+  >"$ZRUPDATE_HOME/bin/update_status.pl"
 zr -u
 assert_eq 2 "$RC" "-u with good signatures"
 assert_eq "2.5.0.0 2.5.0.0" "$(versions)" "versions after signed packages"
@@ -80,11 +87,16 @@ assert_eq "$GOOD7" "$(xmllint --xpath 'string(//PackageInfo[ProductInfo/@id=7]/D
 zr -S
 assert_contains "$OUT" "package.key: $HOME_KEY
 " "-S with a key"
+reports="$(grep -o -- '--status [a-z]*\( --downloaded_size [0-9]*\)\?' "$STATUS_LOG")"
+assert_eq "--status install" "$(tail -1 <<<"$reports")" "the install report comes last"
+sizes="$(grep -c -- "--downloaded_size" <<<"$reports")"
+sorted="$(grep -o -- '--id 7 .*--downloaded_size [0-9]*' "$STATUS_LOG" | awk '{print $NF}' | sort -n -c && echo ok)"
+assert_eq "23 ok" "$sizes $sorted" "download reports of both packages, in order"
 
 # --- each bad signature refuses package 7 only ------------------------------------
-make_pkg --id 7 --sign-key "$OTHER" --bytes 200000
+make_pkg --id 7 --sign-key "$OTHER" --bytes "$BIG"
 OTHER7="$(signature_of 7)"
-make_pkg --id 7 --sign-key "$KEY" --bytes 200000
+make_pkg --id 7 --sign-key "$KEY" --bytes "$BIG"
 for bad in changed other missing malformed truncated; do
   case $bad in
     changed) flip_byte "$P7" 1000; python3 "$TOOL" --root "$PK" --id 7 --version 2.5.0.0 --redigest >/dev/null ;;
@@ -98,7 +110,7 @@ for bad in changed other missing malformed truncated; do
   zr -u
   assert_eq 2 "$RC" "-u with a $bad signature"
   refused "$bad" signature
-  make_pkg --id 7 --sign-key "$KEY" --bytes 200000
+  make_pkg --id 7 --sign-key "$KEY" --bytes "$BIG"
 done
 
 # A key that cannot be used refuses every package.
@@ -121,7 +133,7 @@ zr -S
 assert_not_contains "$OUT" "package.key" "-S without a key"
 
 # --- a resumed download is checked over the whole file ---------------------------
-make_pkg --id 7 --sign-key "$KEY" --bytes 200000
+make_pkg --id 7 --sign-key "$KEY" --bytes "$BIG"
 make_pkg --id 9 --sign-key "$KEY"
 cut_then_resume() {  # CHANGE_KEPT_PART(0/1)
   # The first download (package 9, smaller than the cut) counts as one.

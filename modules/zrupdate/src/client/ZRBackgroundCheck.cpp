@@ -4,11 +4,11 @@
 #include <signal.h>
 
 #include <system_error>
+#include <utility>
 
-#include "client/ZRPackageCheck.h"
 
-ZRBackgroundCheck::ZRBackgroundCheck(ZRPackageCheck& check)
-    : check(check), storage(BUFFERS, std::vector<char>(BUFFER_SIZE)), busy(false), stopping(false) {
+ZRBackgroundCheck::ZRBackgroundCheck(Digest digest)
+    : digest(std::move(digest)), storage(BUFFERS, std::vector<char>(BUFFER_SIZE)), busy(false), stopping(false) {
     for (std::vector<char>& buffer : storage) idle.push_back(buffer.data());
     // The thread takes no signals: the alarm that ends a timed-out run and
     // the like stay with the thread that runs the transfer.
@@ -43,7 +43,7 @@ char* ZRBackgroundCheck::buffer() {
 
 void ZRBackgroundCheck::handOver(char* data, size_t length) {
     if (!worker.joinable()) {
-        check.update(data, length);
+        digest(data, length);
         std::lock_guard<std::mutex> hold(lock);
         idle.push_back(data);
         return;
@@ -69,7 +69,7 @@ void ZRBackgroundCheck::digestPieces() {
         waiting.pop_front();
         busy = true;
         hold.unlock();
-        check.update(piece.data, piece.length);
+        digest(piece.data, piece.length);
         hold.lock();
         busy = false;
         idle.push_back(piece.data);

@@ -4,23 +4,26 @@
 #include <condition_variable>
 #include <cstddef>
 #include <deque>
+#include <functional>
 #include <mutex>
 #include <thread>
 #include <vector>
 
-class ZRPackageCheck;
-
-// Feeds a package check on a thread of its own while the download goes on:
-// the transfer fills a buffer, hands it over and fills the next while the
-// digests of the last run. A few buffers go round, so memory stays bounded
-// and the transfer waits only when the digests fall that far behind. Without
-// a thread (none can be started) the bytes are digested on handing over.
+// Feeds the digests of a package check on a thread of their own while the
+// download goes on: the transfer fills a buffer, hands it over and fills the
+// next while the digests of the last run. A few buffers go round, so memory
+// stays bounded and the transfer waits only when the digests fall that far
+// behind. Without a thread (none can be started) the bytes are digested on
+// handing over.
 class ZRBackgroundCheck {
 public:
     static const size_t BUFFER_SIZE = 512 * 1024;
     static const int BUFFERS = 4;
 
-    explicit ZRBackgroundCheck(ZRPackageCheck& check);
+    // `digest` takes the bytes in order (ZRPackageCheck::update).
+    using Digest = std::function<void(const char* data, size_t length)>;
+
+    explicit ZRBackgroundCheck(Digest digest);
     // Digests whatever was handed over, then stops the thread.
     ~ZRBackgroundCheck();
     ZRBackgroundCheck(const ZRBackgroundCheck&) = delete;
@@ -42,7 +45,7 @@ private:
     };
     void digestPieces();
 
-    ZRPackageCheck& check;
+    Digest digest;
     std::vector<std::vector<char>> storage;
     std::vector<char*> idle;  // buffers to be filled
     std::deque<Piece> waiting;
