@@ -75,10 +75,10 @@ GOOD7="$(signature_of 7)"
 
 # --- a good signature installs, the key is shown by -S ----------------------------
 home "${KEY%.pem}.pub.pem"
-# The status script records its calls, slowly: reports that overlapped or
-# came out of order would show.
-printf 'select(undef, undef, undef, 0.02); open(my $f, ">>", "%s"); print $f "@ARGV\n";\n' "$STATUS_LOG" \
-  >"$ZRUPDATE_HOME/bin/update_status.pl"
+# The status script records the start and end of every call, and takes its
+# time: reports that overlapped or came out of order would show.
+printf 'open(my $f, ">>", "%s"); $f->autoflush(1); print $f "<@ARGV\n"; select(undef, undef, undef, 0.05); print $f ">\n";\n' \
+  "$STATUS_LOG" >"$ZRUPDATE_HOME/bin/update_status.pl"
 zr -u
 assert_eq 2 "$RC" "-u with good signatures"
 assert_eq "2.5.0.0 2.5.0.0" "$(versions)" "versions after signed packages"
@@ -87,6 +87,7 @@ assert_eq "$GOOD7" "$(xmllint --xpath 'string(//PackageInfo[ProductInfo/@id=7]/D
 zr -S
 assert_contains "$OUT" "package.key: $HOME_KEY
 " "-S with a key"
+assert_eq "" "$(paste -d' ' - - <"$STATUS_LOG" | grep -v '^<.* >$')" "status reports one at a time"
 reports="$(grep -o -- '--status [a-z]*\( --downloaded_size [0-9]*\)\?' "$STATUS_LOG")"
 assert_eq "--status install" "$(tail -1 <<<"$reports")" "the install report comes last"
 sizes="$(grep -c -- "--downloaded_size" <<<"$reports")"
