@@ -23,7 +23,7 @@ test=(
   "${demo[@]}"
   openssl expat libgtest-dev
   nginx tinyproxy curl strace
-  libxml2-utils file
+  libxml2-utils
   systemd dpkg-dev lintian
   clang libclang-rt-14-dev
 )

@@ -11,7 +11,7 @@ source "$(dirname "$0")/lib.sh"
 
 : "${ZR_SOURCE_DIR:?ZR_SOURCE_DIR is not set}"
 : "${ZR_BINARY_DIR:?ZR_BINARY_DIR is not set}"
-for tool in cpack dpkg dpkg-deb ldd chroot; do
+for tool in cpack dpkg dpkg-deb ldd chroot readelf; do
   command -v "$tool" >/dev/null || skip "$tool is not installed"
 done
 [[ "$(id -u)" -eq 0 ]] || skip "the installed program runs in a chroot, which needs root"
@@ -81,8 +81,10 @@ check_package_files() {  # WHEN
     /opt/Orvanta/ZRUpdate /opt/Orvanta/ZRUpdate/bin /opt/Orvanta/ZRUpdate/bin/update_status.pl \
     /opt/Orvanta/ZRUpdate/bin/write_lock.pl /opt/Orvanta/ZRUpdate/conf /opt/Orvanta/ZRUpdate/logs \
     /opt/Orvanta/ZRUpdate/tmp)" "files and modes $1"
-  [[ -z "$(find "$root/usr/bin" "$root/usr/libexec" -type f -exec file {} + | grep 'not stripped')" ]] ||
-    fail "unstripped programs $1"
+  local program
+  for program in "$root"/usr/bin/* "$root"/usr/libexec/zrupdate/*; do
+    ! readelf -S "$program" | grep -q '\.symtab' || fail "$program is not stripped $1"
+  done
 }
 
 dpkg_root -i "${old[0]}"
