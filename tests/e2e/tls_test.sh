@@ -2,7 +2,8 @@
 # The HTTPS client against real TLS peers on 127.0.0.1 with certificates made
 # now: nginx serving files, tinyproxy as a CONNECT tunnel with Basic
 # credentials, a TLS peer (clean and cut ends, a stalled record, client
-# certificates) and a silent peer for the handshake time-out.
+# certificates, the server names asked for) and a silent peer for the
+# handshake time-out. An installed home verifies its servers.
 source "$(dirname "$0")/lib.sh"
 source "$(dirname "$0")/servers.sh"
 : "${ZR_TLS_FETCH:?ZR_TLS_FETCH is not set}"
@@ -14,7 +15,12 @@ mkdir -p "$S/www" "$C"
 make_cert "$C" server localhost
 make_cert "$C" other elsewhere.test
 make_cert "$C" ca "Test CA"
+make_cert "$C" good localhost ca
+make_cert "$C" wrong elsewhere.test ca
+make_cert "$C" addr 127.0.0.1 ca
 make_cert "$C" client client-one ca
+# The names each peer was asked for, one line per handshake ("-": none).
+names() { tr '\n' ' ' <"$1/names"; }
 openssl pkey -in "$C/client.key" -aes128 -passout pass:secret -out "$C/locked.key"
 printf 0123456789 >"$S/www/digits"
 
@@ -24,13 +30,13 @@ fetch --ca "$C/server.crt" --host-check 2 --range 4 "https://localhost:$NGINX_PO
 assert_contains "$FETCHED" $'status=206\nbody=456789\nend=0' "verified range request"
 
 # --- another server: refused by verification and by host check 2 ---
+MISMATCH="exception=SSL: certificate subject name 'elsewhere.test' does not match target host name 'localhost'"
 start_tls_peer "$C/other.crt" "$C/other.key"
 peer="https://localhost:$TLS_PEER_PORT"
-fetch --ca "$C/server.crt" "$peer/echo"
-assert_eq "exception=SSL: certificate verify failed: 18" "$FETCHED" "untrusted server refused"
+fetch --ca "$C/other.crt" "$peer/echo"
+assert_eq "$MISMATCH" "$FETCHED" "trusted certificate of another host refused"
 fetch --host-check 2 "$peer/echo"
-assert_eq "exception=SSL: certificate subject name 'elsewhere.test' does not match target host name 'localhost'" \
-  "$FETCHED" "host name mismatch with host check 2"
+assert_eq "$MISMATCH" "$FETCHED" "host name mismatch with host check 2"
 fetch --host-check 1 --log "$S/clean.log" "$peer/echo"
 assert_contains "$FETCHED" $'status=200\nbody=GET '"$peer"$'/echo HTTP/1.0\r\n' "mismatch accepted with host check 1"
 assert_contains "$FETCHED" $'\nend=0' "clean end of stream"
@@ -38,6 +44,27 @@ assert_contains "$(cat "$S/clean.log")" "SSL: read failed: the connection was sh
 fetch --log "$S/cut.log" "$peer/cut"
 assert_contains "$FETCHED" $'body=cut\nend=0' "cut connection ends the stream"
 assert_not_contains "$(cat "$S/cut.log")" "cleanly" "cut end not taken for a clean one"
+
+# --- verification against a CA: chain, host name, server name sent ---
+start_tls_peer "$C/server.crt" "$C/server.key"
+fetch --ca "$C/ca.crt" "https://localhost:$TLS_PEER_PORT/echo"
+assert_eq "exception=SSL: certificate verify failed: 18" "$FETCHED" "self-signed certificate refused"
+start_tls_peer "$C/good.crt" "$C/good.key"
+good_port=$TLS_PEER_PORT good_dir=$TLS_PEER_DIR
+fetch --ca "$C/ca.crt" "https://localhost:$good_port/echo"
+assert_contains "$FETCHED" $'status=200\nbody=GET ' "certificate issued for the host accepted"
+assert_eq "localhost " "$(names "$good_dir")" "host name sent as the server name"
+start_tls_peer "$C/wrong.crt" "$C/wrong.key"
+wrong_port=$TLS_PEER_PORT
+fetch --ca "$C/ca.crt" "https://localhost:$wrong_port/echo"
+assert_eq "$MISMATCH" "$FETCHED" "certificate issued for another host refused"
+start_tls_peer "$C/addr.crt" "$C/addr.key"
+fetch --ca "$C/ca.crt" "https://127.0.0.1:$TLS_PEER_PORT/echo"
+assert_contains "$FETCHED" $'status=200\nbody=GET ' "certificate naming the address accepted"
+fetch --ca "$C/ca.crt" "https://localhost:$TLS_PEER_PORT/echo"
+assert_eq "exception=SSL: certificate subject name '127.0.0.1' does not match target host name 'localhost'" \
+  "$FETCHED" "an address does not name a host"
+assert_eq "- localhost " "$(names "$TLS_PEER_DIR")" "no server name for an address"
 
 # --- CONNECT tunnel through tinyproxy: credentials only in the CONNECT text ---
 start_tinyproxy tester s3cret
@@ -47,6 +74,13 @@ assert_contains "$FETCHED" $'Proxy-Connection: Keep-Alive\r\n' "tunnelled reques
 assert_not_contains "$FETCHED" "Proxy-authorization" "credentials not inside the tunnel"
 fetch --proxy "127.0.0.1:$TINYPROXY_PORT" --proxy-auth 'tester:wrong' "$peer/echo"
 assert_eq "exception=EC_PROXY_FAILED: http tunnel failed" "$FETCHED" "tunnel refused"
+# Through the tunnel the socket's peer is the proxy: the URL's host is checked
+# and sent.
+fetch --ca "$C/ca.crt" --proxy "127.0.0.1:$TINYPROXY_PORT" --proxy-auth tester:s3cret "https://localhost:$good_port/echo"
+assert_contains "$FETCHED" $'status=200\nbody=GET ' "verified server through the tunnel"
+assert_eq "localhost localhost " "$(names "$good_dir")" "server name sent through the tunnel"
+fetch --ca "$C/ca.crt" --proxy "127.0.0.1:$TINYPROXY_PORT" --proxy-auth tester:s3cret "https://localhost:$wrong_port/echo"
+assert_eq "$MISMATCH" "$FETCHED" "certificate of another host refused through the tunnel"
 
 # --- client certificates ---
 start_tls_peer "$C/server.crt" "$C/server.key" "$C/ca.crt"
