@@ -59,12 +59,13 @@ wrong_port=$TLS_PEER_PORT
 fetch --ca "$C/ca.crt" "https://localhost:$wrong_port/echo"
 assert_eq "$MISMATCH" "$FETCHED" "certificate issued for another host refused"
 start_tls_peer "$C/addr.crt" "$C/addr.key"
-fetch --ca "$C/ca.crt" "https://127.0.0.1:$TLS_PEER_PORT/echo"
+addr_port=$TLS_PEER_PORT addr_dir=$TLS_PEER_DIR
+fetch --ca "$C/ca.crt" "https://127.0.0.1:$addr_port/echo"
 assert_contains "$FETCHED" $'status=200\nbody=GET ' "certificate naming the address accepted"
-fetch --ca "$C/ca.crt" "https://localhost:$TLS_PEER_PORT/echo"
+fetch --ca "$C/ca.crt" "https://localhost:$addr_port/echo"
 assert_eq "exception=SSL: certificate subject name '127.0.0.1' does not match target host name 'localhost'" \
   "$FETCHED" "an address does not name a host"
-assert_eq "- localhost " "$(names "$TLS_PEER_DIR")" "no server name for an address"
+assert_eq "- localhost " "$(names "$addr_dir")" "no server name for an address"
 
 # --- CONNECT tunnel through tinyproxy: credentials only in the CONNECT text ---
 start_tinyproxy tester s3cret
@@ -75,12 +76,46 @@ assert_not_contains "$FETCHED" "Proxy-authorization" "credentials not inside the
 fetch --proxy "127.0.0.1:$TINYPROXY_PORT" --proxy-auth 'tester:wrong' "$peer/echo"
 assert_eq "exception=EC_PROXY_FAILED: http tunnel failed" "$FETCHED" "tunnel refused"
 # Through the tunnel the socket's peer is the proxy: the URL's host is checked
-# and sent.
+# and sent, not the proxy's name.
 fetch --ca "$C/ca.crt" --proxy "127.0.0.1:$TINYPROXY_PORT" --proxy-auth tester:s3cret "https://localhost:$good_port/echo"
 assert_contains "$FETCHED" $'status=200\nbody=GET ' "verified server through the tunnel"
 assert_eq "localhost localhost " "$(names "$good_dir")" "server name sent through the tunnel"
+fetch --ca "$C/ca.crt" --proxy "localhost:$TINYPROXY_PORT" --proxy-auth tester:s3cret "https://127.0.0.1:$addr_port/echo"
+assert_contains "$FETCHED" $'status=200\nbody=GET ' "verified address through a proxy reached by name"
+assert_eq "- localhost - " "$(names "$addr_dir")" "no server name through the tunnel for an address"
 fetch --ca "$C/ca.crt" --proxy "127.0.0.1:$TINYPROXY_PORT" --proxy-auth tester:s3cret "https://localhost:$wrong_port/echo"
 assert_eq "$MISMATCH" "$FETCHED" "certificate of another host refused through the tunnel"
+
+# --- an installed home verifies its servers against the system's CA bundle ---
+: "${ZR_INIT:?ZR_INIT is not set}" "${ZR_CA_BUNDLE:?ZR_CA_BUNDLE is not set}"
+[[ "$ZR_CA_BUNDLE" == "$ZRUPDATE_SCRATCH"/* ]] || fail "CA bundle $ZR_CA_BUNDLE is not in the scratch folder"
+network="$CONF/zr-network"
+verify_param() { xmllint --xpath 'concat(//ServerVerify/Param/@name, "=", //ServerVerify/Param/@value)' "$network"; }
+rm -rf "$ZRUPDATE_HOME" "$ZR_CA_BUNDLE"
+"$ZR_INIT" >/dev/null || fail "zrupdate-init without a CA bundle"
+assert_eq 0 "$(xmllint --xpath 'count(//ServerVerify)' "$network")" "no bundle, no certificate setting"
+cp "$C/ca.crt" "$ZR_CA_BUNDLE"
+add_cleanup "rm -f '$ZR_CA_BUNDLE'"
+rm -rf "$ZRUPDATE_HOME"
+"$ZR_INIT" >/dev/null || fail "zrupdate-init"
+assert_eq "ssl.server.cert=$ZR_CA_BUNDLE" "$(verify_param)" "new home names the CA bundle"
+expect 0 "ZRUpdate: network settings are changed
+" -S --server "localhost:$good_port" --timeout 5
+zr -S
+assert_contains "$OUT" $'timeout:    5\nssl.server.cert: '"$ZR_CA_BUNDLE"$'\n' "certificate shown after a change"
+zr -p --debug
+assert_eq 0 "$RC" "installed home reaches the server with a certificate for its name"
+zr -S --server "localhost:$wrong_port" --timeout 5
+zr -p --debug
+[[ "$RC" != 0 ]] || fail "installed home accepted a certificate for another host"
+assert_contains "$(log_messages)" "${MISMATCH#exception=}" "mismatch logged"
+zr -S --default
+assert_eq "ssl.server.cert=$ZR_CA_BUNDLE" "$(verify_param)" "default settings keep the certificate"
+zr -S
+assert_contains "$OUT" "ssl.server.cert: $ZR_CA_BUNDLE" "certificate shown after -S --default"
+cp "$network" "$ZR_SCRATCH/network"
+"$ZR_INIT" >/dev/null || fail "zrupdate-init over an existing home"
+assert_same_file "$ZR_SCRATCH/network" "$network" "existing network settings kept"
 
 # --- client certificates ---
 start_tls_peer "$C/server.crt" "$C/server.key" "$C/ca.crt"
