@@ -26,7 +26,8 @@ Cert makeCert(const char* cn, const char* san) {
     X509_gmtime_adj(X509_getm_notBefore(cert.get()), 0);
     X509_gmtime_adj(X509_getm_notAfter(cert.get()), 3600);
     X509_NAME* name = X509_get_subject_name(cert.get());
-    X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_ASC, reinterpret_cast<const unsigned char*>(cn), -1, -1, 0);
+    X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_ASC, reinterpret_cast<const unsigned char*>(cn),
+                               -1, -1, 0);
     X509_set_issuer_name(cert.get(), name);
     X509_set_pubkey(cert.get(), key);
     if (*san != '\0') {

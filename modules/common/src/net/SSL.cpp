@@ -111,7 +111,8 @@ void SSLClient::timedOut() {
 
 bool SSLClient::isAddressLiteral(const String& host) {
     unsigned char address[sizeof(struct in6_addr)];
-    return inet_pton(AF_INET, host.c_str(), address) == 1 || inet_pton(AF_INET6, host.c_str(), address) == 1;
+    return inet_pton(AF_INET, host.c_str(), address) == 1 ||
+           inet_pton(AF_INET6, host.c_str(), address) == 1;
 }
 
 // OpenSSL's own name matching: an address against the certificate's IP
@@ -162,7 +163,8 @@ void SSLClient::nameTarget(const String& host) {
     }
     if (!sslSettings().verifyServer || host.isEmpty()) return;
     X509_VERIFY_PARAM* param = SSL_get0_param(ssl);
-    X509_VERIFY_PARAM_set_hostflags(param, X509_CHECK_FLAG_NO_PARTIAL_WILDCARDS | X509_CHECK_FLAG_NEVER_CHECK_SUBJECT);
+    X509_VERIFY_PARAM_set_hostflags(
+        param, X509_CHECK_FLAG_NO_PARTIAL_WILDCARDS | X509_CHECK_FLAG_NEVER_CHECK_SUBJECT);
     int named = address ? X509_VERIFY_PARAM_set1_ip_asc(param, host.c_str())
                         : X509_VERIFY_PARAM_set1_host(param, host.c_str(), 0);
     if (named != 1) SSL_FAIL(String("SSL: ") + errorText());
@@ -257,7 +259,6 @@ void SSLClient::checkHostName(const String& host) {
     char cn[257] = "";
     if (X509_NAME_get_text_by_NID(X509_get_subject_name(peerCert), NID_commonName, cn, sizeof cn) < 0) {
         if (!s.verifyServer) SSL_FAIL("SSL: unable to obtain common name from peer certificate");
-        cn[0] = '\0';
     }
     if (s.verifyServer || s.hostCheck == 2) {
         SSL_FAIL(String("SSL: certificate subject name '") + cn + "' does not match target host name '" + host + "'");
