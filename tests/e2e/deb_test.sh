@@ -42,7 +42,9 @@ for doc in share/doc/zrupdate/copyright share/doc/zrupdate/changelog.gz \
   share/man/man1/ZRUpdate.1.gz share/man/man1/zrupload.1.gz share/man/man8/zrupdate-init.8.gz; do
   assert_contains "$contents" "./usr/$doc" "packaged documentation"
 done
-assert_contains "$(dpkg-deb -f "${old[0]}" Depends)" "libxml-parser-perl" "Depends"
+depends="$(dpkg-deb -f "${old[0]}" Depends)"
+assert_contains "$depends" "libxml-parser-perl" "Depends"
+assert_contains "$depends" "ca-certificates" "Depends"
 
 # lintian: no error and no warning that is not overridden with its reason.
 if command -v lintian >/dev/null; then
@@ -96,6 +98,11 @@ for lib in $(ldd "$root/usr/bin/ZRUpdate" | grep -o '/[^ ]*'); do
   mkdir -p "$root$(dirname "$lib")"
   cp -L "$lib" "$root$lib"
 done
+# The first network settings verify servers against the system's CA bundle.
+if [[ -f /etc/ssl/certs/ca-certificates.crt ]]; then
+  assert_contains "$(cat "$home/conf/zr-network")" \
+    '<Param name="ssl.server.cert" value="/etc/ssl/certs/ca-certificates.crt"/>' "first install verifies servers"
+fi
 assert_eq "1.0.0.0" "$(in_root /usr/bin/ZRUpdate -v)" "version of the installed updater"
 status="$(in_root /usr/bin/ZRUpdate -s)"
 assert_contains "$status" "ProductID:   1000
