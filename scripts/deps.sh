@@ -6,8 +6,9 @@
 #                   libraries, perl with XML::Parser, unzip, zip, python3
 #   deps.sh [test]  the demo's, and the test peers and tools: GoogleTest,
 #                   nginx, tinyproxy, curl, strace, xmllint, systemd-analyze,
-#                   clang for the fuzz targets, dpkg-dev and lintian for the
-#                   package test (the benchmarks need nothing more)
+#                   logrotate, clang for the fuzz targets, dpkg-dev and
+#                   lintian for the package test (the benchmarks need
+#                   nothing more)
 #
 # Services that come with a package installed here (nginx, tinyproxy) are
 # stopped and disabled at once: the tests start their own on ephemeral ports,
@@ -24,7 +25,7 @@ test=(
   openssl expat libgtest-dev
   nginx tinyproxy curl strace
   libxml2-utils
-  systemd dpkg-dev lintian
+  systemd logrotate dpkg-dev lintian
   clang libclang-rt-14-dev
 )
 services=(nginx tinyproxy)
