@@ -82,6 +82,7 @@ int run(int argc, char** argv) {
     Log::setLockFolder(ZRPaths::TMP_DIR);
     Log::openLog(logPath.c_str());
     Log::setMode(0);
+    Log::setLevel(Log::LEVEL_INFO);
 
     // Both standard files must exist and hold something, even in module
     // mode; without them nothing is printed, not even the usage text.
@@ -123,8 +124,9 @@ int run(int argc, char** argv) {
         }
     }
 
-    // The main log keeps every level; debug mode also lets the library's
-    // diagnostics (parse errors, requests and answers) into the same file.
+    // Without --debug the log keeps info, warning and error lines only;
+    // debug mode adds the debug lines (requests, answers, exception texts)
+    // and lets the library's diagnostics into the same file.
     if (cmdLine.hasOption("debug")) {
         Log::openDebugLog(logPath.c_str());
         Log::setDebug(true);

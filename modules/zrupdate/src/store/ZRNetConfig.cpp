@@ -89,7 +89,9 @@ bool hasNode(XMLTree& tree, const char* path) {
 
 }  // namespace
 
-ZRNetConfig::ZRNetConfig() : ZRStoreDocument("network settings") {}
+// The proxy and web credentials are only Base64-encoded: the file is kept
+// readable by its owner alone.
+ZRNetConfig::ZRNetConfig() : ZRStoreDocument("network settings", AtomicFile::PRIVATE_MODE) {}
 
 ZRNetConfig::~ZRNetConfig() {}
 
@@ -247,7 +249,8 @@ String defaultNetworkText() {
 }
 
 int createDefaultNetwork(const char* path) {
-    return ZRStoreFile::createDocument(path, defaultNetworkText, SAVE_FAILED);
+    return ZRStoreFile::createDocument(path, defaultNetworkText, SAVE_FAILED,
+                                       AtomicFile::PRIVATE_MODE);
 }
 
 int createDefaultNetwork() {

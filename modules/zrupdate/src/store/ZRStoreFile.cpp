@@ -19,9 +19,11 @@ bool read(ZRXmlDocument& doc, const String& path) {
     return ok;
 }
 
-bool writeText(const String& text, const String& path, const String& failurePrefix) {
+bool writeText(const String& text, const String& path, const String& failurePrefix,
+               mode_t modeLimit) {
     try {
-        if (AtomicFile::replace(path, text.c_str(), text.length()) == AtomicFile::WRITTEN_IN_PLACE) {
+        if (AtomicFile::replace(path, text.c_str(), text.length(), modeLimit) ==
+            AtomicFile::WRITTEN_IN_PLACE) {
             String message("ZRUpdate: store ");
             message.append(path.substring(path.lastIndexOf('/') + 1));
             Log::getFileLog()->log(message.append(" written in place, not crash-safe"), 1);
@@ -35,19 +37,20 @@ bool writeText(const String& text, const String& path, const String& failurePref
     }
 }
 
-bool write(XMLTree& tree, const String& path, const String& failurePrefix) {
+bool write(XMLTree& tree, const String& path, const String& failurePrefix, mode_t modeLimit) {
     String text;
     tree.toString(text);
-    return writeText(text, path, failurePrefix);
+    return writeText(text, path, failurePrefix, modeLimit);
 }
 
-int createDocument(const char* path, String (*makeText)(), const char* failurePrefix) {
+int createDocument(const char* path, String (*makeText)(), const char* failurePrefix,
+                   mode_t modeLimit) {
     if (path == nullptr || *path == '\0') return -1;
     String text = makeText();
     if (text.isEmpty()) return -1;
     String prefix =
         failurePrefix != nullptr ? String(failurePrefix) : ZRStoreFile::failurePrefix(String(path));
-    return writeText(text, String(path), prefix) ? 0 : -1;
+    return writeText(text, String(path), prefix, modeLimit) ? 0 : -1;
 }
 
 String emptyDocumentText(const char* rootName) {
