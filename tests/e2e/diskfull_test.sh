@@ -54,7 +54,7 @@ mount -o remount,rw "$ZRUPDATE_HOME" || fail "remount read-write"
 
 # With space again, everything works and nothing is left behind.
 rm "$CONF/filler" "$CONF/filler2"
-expect 0 "" -r --id 9 --name Nine --path /opt/p9 --version 9.0
+expect 0 "" -r --id 9 --name Nine --path /opt/p9 --version 9.0 --debug
 expect 0 "9.0.0.0
 " -v --id 9
 assert_eq "filler-free" "$( ls -A "$CONF" | grep -vxE 'zr-inventory|zr-network' || echo filler-free)" \

@@ -1,5 +1,9 @@
 #include "cli/Startup.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -16,6 +20,7 @@
 #include "store/ZRUpdateStore.h"
 #include "io/File.h"
 #include "net/SSL.h"
+#include "util/FailureNote.h"
 #include "util/Log.h"
 
 namespace {
@@ -52,8 +57,19 @@ void loadDocument(Store& store, const char* name) {
     try {
         store.load(path.c_str());
     } catch (Exception& e) {
-        ZRStoreFile::logDebug(e.getMessage());
+        // At the error level, so that the log names the file the person is
+        // told about, also without --debug.
+        Log::getFileLog()->log(e.getMessage(), Log::LEVEL_ERROR);
+        FailureNote::record(String("cannot read ").append(path));
     }
+}
+
+// A file this process may not read (a network file closed to everyone but
+// its owner, read by a user who is not root).
+bool unreadableByCaller(const char* name) {
+    String path = ZRStoreFile::homeFile(name);
+    return File(path).exists() && faccessat(AT_FDCWD, path.c_str(), R_OK, AT_EACCESS) != 0 &&
+           errno == EACCES;
 }
 
 // Creates a missing or empty default document with its three messages.
@@ -92,6 +108,7 @@ int run(int argc, char** argv) {
     CmdLine cmdLine(argc, argv);
     if (!checkOptions(cmdLine)) {
         printText("try 'ZRUpdate --help' for more information\n");
+        reportUnknownOptions(cmdLine);
         return kInvalidCommandLine;
     }
 
@@ -99,8 +116,13 @@ int run(int argc, char** argv) {
     ZRUpdateStore& store = ZRUpdateStore::instance();
     ZRNetConfig& network = ZRNetConfig::instance();
     loadDocument(store, moduleMode ? ZRStateFiles::MODULE_INVENTORY : ZRStateFiles::INVENTORY);
-    loadDocument(network, moduleMode ? ZRStateFiles::MODULE_NETWORK : ZRStateFiles::NETWORK);
-    if (!store.isValid() || !network.isValid()) {
+    const char* networkFile = moduleMode ? ZRStateFiles::MODULE_NETWORK : ZRStateFiles::NETWORK;
+    // The network file holds credentials and is readable by its owner only;
+    // the commands that never use it work for any user who may read the
+    // inventory.
+    bool networkOptional = !needsNetworkSettings(cmdLine) && unreadableByCaller(networkFile);
+    if (!networkOptional) loadDocument(network, networkFile);
+    if (!store.isValid() || (!network.isValid() && !networkOptional)) {
         printText("Bad update inventory or network config file\n");
         return kBadStateFiles;
     }
@@ -137,6 +159,21 @@ int run(int argc, char** argv) {
 
 }  // namespace
 
+namespace {
+
+// The one line on standard error that names a failure the log holds in full:
+// "ZRUpdate: no update server answered; see <home>/logs/zrupdate.log".
+void reportFailure(int status) {
+    String what;
+    if (!FailureNote::toShow(status < 0, what)) return;
+    String line("ZRUpdate: ");
+    line.append(what).append("; see ").append(ZRStoreFile::homeFile(ZRStateFiles::LOG));
+    std::fflush(stdout);
+    std::fprintf(stderr, "%s\n", line.c_str());
+}
+
+}  // namespace
+
 int runZRUpdate(int argc, char** argv) {
     TlsLibrary tls;
     int status = kInvalidCommandLine;
@@ -151,7 +188,9 @@ int runZRUpdate(int argc, char** argv) {
             Log::getFileLog()->log(message, 2);
         } catch (Exception&) {
         }
+        FailureNote::record(String("unexpected error"));
     }
+    reportFailure(status);
     std::fflush(stdout);
     return status;
 }

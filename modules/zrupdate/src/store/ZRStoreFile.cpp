@@ -7,6 +7,7 @@
 #include "store/ZRXmlDocument.h"
 #include "io/AtomicFile.h"
 #include "io/FileInputStream.h"
+#include "util/FailureNote.h"
 #include "util/Log.h"
 #include "xml/XMLTree.h"
 
@@ -32,7 +33,11 @@ bool writeText(const String& text, const String& path, const String& failurePref
     } catch (IOException& e) {
         String message(failurePrefix);
         message.append(e.getMessage());
-        logDebug(message);
+        // An error, not a debug line: the person told on standard error to
+        // read the log must find the reason there without --debug.
+        Log::getFileLog()->log(message, Log::LEVEL_ERROR);
+        // The change is lost whatever the command reports: always shown.
+        FailureNote::record(String("cannot write ").append(path), FailureNote::ALWAYS);
         return false;
     }
 }
