@@ -1,6 +1,7 @@
 #include "cli/Startup.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -38,9 +39,13 @@ public:
     TlsLibrary& operator=(const TlsLibrary&) = delete;
 };
 
-// A state file counts as present when it can be read and is not empty.
+// A state file counts as present when it is a regular file that is not
+// empty. Its size is asked of the folder, not of the opened file, so that a
+// network file closed to this user still counts (see unreadableByCaller).
 bool hasContent(const char* name) {
-    return File(ZRStoreFile::homeFile(name)).length() > 0;
+    struct stat info;
+    String path = ZRStoreFile::homeFile(name);
+    return stat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode) && info.st_size > 0;
 }
 
 // Loads one document; an IOException (a file that cannot be opened) is
