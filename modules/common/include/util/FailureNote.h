@@ -8,7 +8,7 @@
 // the end of a command, so that a person sees what failed and where to read
 // more.
 class FailureNote {
-  public:
+public:
     enum Weight {
         IF_COMMAND_FAILS,  // shown only when the command ends in failure
                            // (a server that failed before another answered)
@@ -24,7 +24,7 @@ class FailureNote {
     static bool toShow(bool commandFailed, String& what);
     static void clear();
 
-  private:
+private:
     static String note;
     static Weight weight;
 };

@@ -26,9 +26,13 @@ void failure(const String& message, const char* code) {
 
 String summary(const String& message, const char* code) {
     if (String(code) == "EC_ZRUPDATE_CONNECT_ERROR") {
-        if (message.indexOf("EC_PROXY_FAILED") >= 0) return String("the proxy refused the connection");
-        return isCertificateFailure(message) ? String("an update server's certificate failed the check")
-                                             : String("no update server answered");
+        if (message.indexOf("EC_PROXY_FAILED") >= 0) {
+            return String("the proxy refused the connection");
+        }
+        if (isCertificateFailure(message)) {
+            return String("an update server's certificate failed the check");
+        }
+        return String("no update server answered");
     }
     int status = message.indexOf("http response: ");
     if (status >= 0) {
