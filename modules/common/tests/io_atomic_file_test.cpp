@@ -418,6 +418,21 @@ TEST(AtomicFileReplace, ModeLimitKeepsDocumentPrivate) {
         EXPECT_EQ(replacePrivate(kNew), AtomicFile::REPLACED);
         EXPECT_EQ(modeOf(doc), before & 0600u) << before;
     }
+
+    // Its owner rewriting it in place (no new file allowed in the folder)
+    // narrows it as well.
+    ASSERT_EQ(chown(doc.c_str(), 65534, 65534) | chmod(doc.c_str(), 0644), 0);
+    ASSERT_EQ(chmod(scratch.path().c_str(), 0755), 0);
+    pid_t child = fork();
+    if (child == 0) {
+        bool ok = setgroups(0, nullptr) == 0 && setgid(65534) == 0 && setuid(65534) == 0;
+        _exit(ok && replacePrivate(kOld) == AtomicFile::WRITTEN_IN_PLACE ? 0 : 1);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(readText(doc), kOld);
+    EXPECT_EQ(modeOf(doc), 0600u);
 }
 
 // A product's script under its own account may write the document but not
