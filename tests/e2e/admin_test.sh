@@ -21,6 +21,12 @@ for args in "--server h1,h2 --keeporiginal 1" "--timeout 30 --proxyserver p --pr
   assert_eq 0 "$RC" "-S $args"
   assert_private "-S $args"
 done
+cp "$CONF/zr-network" "$CONF/zr-module-network"
+cp "$CONF/zr-inventory" "$CONF/zr-module-inventory"
+chmod 644 "$CONF/zr-module-network"
+zr -M -S --server m1
+assert_eq 0 "$RC" "-M -S"
+assert_eq 600 "$(mode_of "$CONF/zr-module-network")" "module network file mode after -M -S"
 chmod 400 "$CONF/zr-network"
 zr -S --server h4
 assert_eq 400 "$(mode_of "$CONF/zr-network")" "a stricter mode stays"
@@ -73,7 +79,7 @@ if command -v logrotate >/dev/null; then
   [[ -f "$LOG.1" && ! -e "$LOG" ]] || fail "the log was not moved away by logrotate"
   zr -s
   assert_eq 640 "$(mode_of "$LOG")" "log made again after logrotate"
-  printf 'x%.0s' {1..2000000} >>"$LOG"
+  head -c 2000000 /dev/zero | tr '\0' x >>"$LOG"
   logrotate -s "$ZR_SCRATCH/logrotate.state" "$RULE" || fail "logrotate by size"
   [[ -f "$LOG.2.gz" && -f "$LOG.1" ]] || fail "a log past 1 MB is rotated and the older copy compressed"
 fi
