@@ -2,9 +2,13 @@
 // directories conf/, logs/, bin/ and tmp/ and writes the first inventory
 // (detected platform, the updater's own product 1000) and the first network
 // settings (the default update server) where they are missing or empty.
-// An existing document is never overwritten, so that reinstalling keeps the
-// products registered and the settings changed since. The network settings
-// hold credentials: they are made, or narrowed to, mode 0600.
+// The new network settings verify servers against the system's CA bundle
+// when it is there, so that an installed updater trusts only servers with a
+// certificate for their name; an administrator can name another file in the
+// ServerVerify element. An existing document is never overwritten, so that
+// reinstalling keeps the products registered and the settings changed since.
+// The network settings hold credentials: they are made, or narrowed to, mode
+// 0600.
 //
 //   zrupdate-init [HOME]      HOME defaults to the configured home.
 #include <sys/stat.h>
@@ -57,6 +61,17 @@ bool writeIfMissing(const String& path, int (*create)(const char*),
     return true;
 }
 
+// The default network settings, with the CA bundle as the server
+// certificate when the system has one.
+int createInstalledNetwork(const char* path) {
+    String bundle(ZRPaths::CA_BUNDLE);
+    if (!File(bundle).isFile()) {
+        std::printf("zrupdate-init: no %s, servers are not verified\n", bundle.c_str());
+        bundle = "";
+    }
+    return createDefaultNetwork(path, bundle);
+}
+
 String join(const String& home, const char* name) {
     String path(home);
     path.append("/").append(name);
@@ -77,7 +92,7 @@ int main(int argc, char** argv) {
             ok = ok && makeDirectory(join(home, dir));
         }
         ok = ok && writeIfMissing(join(home, ZRStateFiles::INVENTORY), createDefaultInventory);
-        ok = ok && writeIfMissing(join(home, ZRStateFiles::NETWORK), createDefaultNetwork,
+        ok = ok && writeIfMissing(join(home, ZRStateFiles::NETWORK), createInstalledNetwork,
                                   AtomicFile::PRIVATE_MODE);
         return ok ? 0 : 1;
     } catch (Exception& e) {

@@ -1,7 +1,6 @@
 #include "cli/CmdLine.h"
 
 #include <cstdio>
-#include <cstring>
 
 #include "Exception.h"
 #include "cli/NetworkCommands.h"
@@ -172,15 +171,6 @@ const char* usageText() {
 
 void printUsage() {
     printText(kUsage);
-}
-
-void printText(const char* text) {
-    if (text == nullptr) return;
-    std::fwrite(text, 1, std::strlen(text), stdout);
-}
-
-void printText(const String& text) {
-    printText(text.c_str());
 }
 
 bool parseNumberOption(const String& text, long& out) {
