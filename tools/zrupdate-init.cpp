@@ -7,8 +7,12 @@
 // certificate for their name; an administrator can name another file in the
 // ServerVerify element. An existing document is never overwritten, so that
 // reinstalling keeps the products registered and the settings changed since.
+// The network settings hold credentials: they are made, or narrowed to, mode
+// 0600.
 //
 //   zrupdate-init [HOME]      HOME defaults to the configured home.
+#include <sys/stat.h>
+
 #include <cstdio>
 #include <initializer_list>
 
@@ -19,6 +23,7 @@
 #include "store/ZRStateFiles.h"
 #include "store/ZRStoreDefaults.h"
 #include "store/ZRUpdateStore.h"
+#include "io/AtomicFile.h"
 #include "io/File.h"
 
 namespace {
@@ -30,11 +35,23 @@ bool makeDirectory(const String& path) {
     return false;
 }
 
+// A kept document is narrowed to `modeLimit` (a network file of an older
+// installation was open to every user); a stricter mode stays.
+bool narrowMode(const String& path, mode_t modeLimit) {
+    struct stat info;
+    if (lstat(path.c_str(), &info) != 0 || !S_ISREG(info.st_mode)) return true;
+    if ((info.st_mode & 07777 & ~modeLimit) == 0) return true;
+    if (chmod(path.c_str(), info.st_mode & 07777 & modeLimit) == 0) return true;
+    std::fprintf(stderr, "zrupdate-init: cannot restrict the mode of %s\n", path.c_str());
+    return false;
+}
+
 // Writes the document with `create` unless the file already holds something.
-bool writeIfMissing(const String& path, int (*create)(const char*)) {
+bool writeIfMissing(const String& path, int (*create)(const char*),
+                    mode_t modeLimit = AtomicFile::ANY_MODE) {
     if (File(path).exists() && File(path).length() != 0) {
         std::printf("zrupdate-init: kept %s\n", path.c_str());
-        return true;
+        return narrowMode(path, modeLimit);
     }
     if (create(path.c_str()) != 0) {
         std::fprintf(stderr, "zrupdate-init: cannot write %s\n", path.c_str());
@@ -75,7 +92,8 @@ int main(int argc, char** argv) {
             ok = ok && makeDirectory(join(home, dir));
         }
         ok = ok && writeIfMissing(join(home, ZRStateFiles::INVENTORY), createDefaultInventory);
-        ok = ok && writeIfMissing(join(home, ZRStateFiles::NETWORK), createInstalledNetwork);
+        ok = ok && writeIfMissing(join(home, ZRStateFiles::NETWORK), createInstalledNetwork,
+                                  AtomicFile::PRIVATE_MODE);
         return ok ? 0 : 1;
     } catch (Exception& e) {
         std::fprintf(stderr, "zrupdate-init: %s\n", e.getMessage().c_str());

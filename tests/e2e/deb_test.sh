@@ -45,6 +45,8 @@ done
 depends="$(dpkg-deb -f "${old[0]}" Depends)"
 assert_contains "$depends" "libxml-parser-perl" "Depends"
 assert_contains "$depends" "ca-certificates" "Depends"
+assert_eq "/etc/logrotate.d/zrupdate" "$(dpkg-deb --ctrl-tarfile "${old[0]}" | tar -xO ./conffiles)" \
+  "conffiles"
 
 # lintian: no error and no warning that is not overridden with its reason.
 if command -v lintian >/dev/null; then
@@ -72,6 +74,7 @@ check_package_files() {  # WHEN
 755 /usr/bin/zrupload
 755 /usr/libexec/zrupdate/zrupdate-init
 644 /usr/lib/systemd/system/zrupdate.service
+644 /etc/logrotate.d/zrupdate
 755 /opt/Orvanta/ZRUpdate
 755 /opt/Orvanta/ZRUpdate/bin
 755 /opt/Orvanta/ZRUpdate/bin/update_status.pl
@@ -80,6 +83,7 @@ check_package_files() {  # WHEN
 700 /opt/Orvanta/ZRUpdate/logs
 700 /opt/Orvanta/ZRUpdate/tmp" "$(modes /usr/bin/ZRUpdate /usr/bin/zrupload \
     /usr/libexec/zrupdate/zrupdate-init /usr/lib/systemd/system/zrupdate.service \
+    /etc/logrotate.d/zrupdate \
     /opt/Orvanta/ZRUpdate /opt/Orvanta/ZRUpdate/bin /opt/Orvanta/ZRUpdate/bin/update_status.pl \
     /opt/Orvanta/ZRUpdate/bin/write_lock.pl /opt/Orvanta/ZRUpdate/conf /opt/Orvanta/ZRUpdate/logs \
     /opt/Orvanta/ZRUpdate/tmp)" "files and modes $1"
@@ -92,6 +96,7 @@ check_package_files() {  # WHEN
 dpkg_root -i "${old[0]}"
 assert_eq "1.0.0 ii " "$(installed_version)" "installed package"
 check_package_files "after install"
+assert_eq "600" "$(stat -c %a "$home/conf/zr-network")" "network settings (credentials) after install"
 
 # The libraries the program needs, copied in so that it runs in the chroot.
 for lib in $(ldd "$root/usr/bin/ZRUpdate" | grep -o '/[^ ]*'); do
@@ -139,6 +144,7 @@ dpkg_root -r zrupdate
 assert_eq "1.0.1 rc " "$(installed_version)" "removed package"
 assert_missing "$root/usr/bin/ZRUpdate"
 assert_missing "$root/usr/lib/systemd/system/zrupdate.service"
+[[ -f "$root/etc/logrotate.d/zrupdate" ]] || fail "removal took the logrotate rule, a conffile"
 [[ ! -L "$root/etc/systemd/system/timers.target.wants/zrupdate.timer" ]] || fail "timer link left"
 assert_same_docs "after removal"
 [[ -s "$home/logs/zrupdate.log" && -d "$root/tmp/zrupdate/pkg" ]] || fail "log or work folder lost by removal"
@@ -155,6 +161,7 @@ opt/Orvanta/ZRUpdate/conf/zr-module-inventory" "$(cd "$root" && find opt -type f
   "files left by purge"
 assert_same_file "$ZR_SCRATCH/inventory" "$home/conf/zr-inventory" "inventory after purge"
 assert_missing "$root/tmp/zrupdate"
+assert_missing "$root/etc/logrotate.d/zrupdate"
 
 # Purge never follows a work folder that is a link someone planted in /tmp.
 dpkg_root -i "${new[0]}"

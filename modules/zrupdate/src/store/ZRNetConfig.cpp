@@ -89,7 +89,9 @@ bool hasNode(XMLTree& tree, const char* path) {
 
 }  // namespace
 
-ZRNetConfig::ZRNetConfig() : ZRStoreDocument("network settings") {}
+// The proxy and web credentials are only Base64-encoded: the file is kept
+// readable by its owner alone.
+ZRNetConfig::ZRNetConfig() : ZRStoreDocument("network settings", AtomicFile::PRIVATE_MODE) {}
 
 ZRNetConfig::~ZRNetConfig() {}
 
@@ -262,7 +264,10 @@ int createDefaultNetwork(const char* path, const String& caBundle) {
     if (path == nullptr || *path == '\0') return -1;
     String text = defaultNetworkText(caBundle);
     if (text.isEmpty()) return -1;
-    return ZRStoreFile::writeText(text, String(path), String(SAVE_FAILED)) ? 0 : -1;
+    return ZRStoreFile::writeText(text, String(path), String(SAVE_FAILED),
+                                  AtomicFile::PRIVATE_MODE)
+               ? 0
+               : -1;
 }
 
 int createDefaultNetwork() {
