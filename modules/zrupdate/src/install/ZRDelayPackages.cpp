@@ -8,7 +8,6 @@
 
 #include "Exception.h"
 #include "ZRPaths.h"
-#include "cli/CmdLine.h"
 #include "client/ZRPackageCheck.h"
 #include "install/ZRInstallScript.h"
 #include "io/File.h"
@@ -19,6 +18,7 @@
 #include "store/ZRStateFiles.h"
 #include "store/ZRUpdateStore.h"
 #include "util/Log.h"
+#include "util/PrintText.h"
 #include "xml/XMLTree.h"
 
 namespace {
