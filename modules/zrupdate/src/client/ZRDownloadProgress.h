@@ -30,6 +30,7 @@ private:
     long size;
     long reports;
     long lastPercent;
+    long lastPoll;  // bytes held when the status reports were last moved on
     ZRTerminalProgress terminal;
 };
 
