@@ -3,8 +3,6 @@
 // pieces the message is fed in; a changed byte, another key's signature, a
 // cut or malformed signature, and keys that are missing or of another kind
 // all fail.
-#include "util/Ed25519Verifier.h"
-
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -12,6 +10,7 @@
 #include <string>
 
 #include "util/Base64.h"
+#include "util/Ed25519Verifier.h"
 #include "xml_test_support.h"
 
 class Ed25519VerifierTest : public ::testing::Test {
@@ -26,9 +25,10 @@ protected:
 
     // The Base64 signature of message.bin by the private key `key`.
     static String signatureBy(const std::string& key) {
-        bool made = run("openssl dgst -sha256 -binary message.bin > digest.bin && "
-                        "openssl pkeyutl -sign -rawin -inkey " + key +
-                        " -in digest.bin -out signature.bin");
+        bool made =
+            run("openssl dgst -sha256 -binary message.bin > digest.bin && "
+                "openssl pkeyutl -sign -rawin -inkey " +
+                key + " -in digest.bin -out signature.bin");
         if (!made) return String();
         std::string raw = readFile(scratch->file("signature.bin"));
         return Base64::encode(String(raw.c_str(), 0, static_cast<int>(raw.size())));

@@ -1,8 +1,6 @@
 // ZRBackgroundCheck: the bytes handed over reach the digest whole and in
 // order however far the digest falls behind, through no more buffers than
 // its bound, also when the object goes without finish().
-#include "client/ZRBackgroundCheck.h"
-
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -10,6 +8,8 @@
 #include <set>
 #include <string>
 #include <thread>
+
+#include "client/ZRBackgroundCheck.h"
 
 namespace {
 

@@ -42,8 +42,8 @@ public:
     void reset();
 
 private:
-    EVP_PKEY* key;        // owned; null without a usable key
-    EVP_MD_CTX* digest;   // owned; the SHA-256 of the bytes fed
+    EVP_PKEY* key;       // owned; null without a usable key
+    EVP_MD_CTX* digest;  // owned; the SHA-256 of the bytes fed
     String error;
 };
 

@@ -24,7 +24,8 @@ String lastOpenSslError() {
 
 }  // namespace
 
-Ed25519Verifier::Ed25519Verifier(const String& publicKeyFile) : key(nullptr), digest(EVP_MD_CTX_new()) {
+Ed25519Verifier::Ed25519Verifier(const String& publicKeyFile)
+    : key(nullptr), digest(EVP_MD_CTX_new()) {
     if (digest == nullptr) ZR_THROW(OutOfMemoryException, "Out of memory", kUnit);
     reset();
     FILE* file = std::fopen(publicKeyFile.c_str(), "r");

@@ -6,9 +6,11 @@
 #include <system_error>
 #include <utility>
 
-
 ZRBackgroundCheck::ZRBackgroundCheck(Digest digest)
-    : digest(std::move(digest)), storage(BUFFERS, std::vector<char>(BUFFER_SIZE)), busy(false), stopping(false) {
+    : digest(std::move(digest)),
+      storage(BUFFERS, std::vector<char>(BUFFER_SIZE)),
+      busy(false),
+      stopping(false) {
     for (std::vector<char>& buffer : storage) idle.push_back(buffer.data());
     // The thread takes no signals: the alarm that ends a timed-out run and
     // the like stay with the thread that runs the transfer.

@@ -28,7 +28,9 @@ ZRPackageCheck::ZRPackageCheck() : readFailed(false) {
 
 ZRPackageCheck::~ZRPackageCheck() = default;
 
-String ZRPackageCheck::keyPath() { return ZRStoreFile::homeFile(ZRStateFiles::PACKAGE_KEY); }
+String ZRPackageCheck::keyPath() {
+    return ZRStoreFile::homeFile(ZRStateFiles::PACKAGE_KEY);
+}
 
 bool ZRPackageCheck::keyConfigured() {
     struct stat st;
@@ -76,7 +78,8 @@ ZRPackageCheck::Outcome ZRPackageCheck::finish(const ZRPackageInfo& package) {
     return signatureGood ? PASSED : WRONG_SIGNATURE;
 }
 
-ZRPackageCheck::Outcome ZRPackageCheck::checkFile(const String& path, const ZRPackageInfo& package) {
+ZRPackageCheck::Outcome ZRPackageCheck::checkFile(const String& path,
+                                                  const ZRPackageInfo& package) {
     struct stat st;
     // Only a plain file is read: a FIFO at the name would never end.
     if (lstat(path.c_str(), &st) != 0 || !S_ISREG(st.st_mode)) {
@@ -88,7 +91,8 @@ ZRPackageCheck::Outcome ZRPackageCheck::checkFile(const String& path, const ZRPa
 }
 
 void ZRPackageCheck::logRefusal(Outcome outcome, const ZRPackageInfo& package) {
-    const char* what = outcome == WRONG_SIGNATURE ? "ZRUpdate: invalid signature in downloading file: "
-                                                  : "ZRUpdate: invalid md5 in downloading file: ";
+    const char* what = outcome == WRONG_SIGNATURE
+                           ? "ZRUpdate: invalid signature in downloading file: "
+                           : "ZRUpdate: invalid md5 in downloading file: ";
     ZRClientLog::failure(what + package.url, "EC_ZRUPDATE_PACKAGE_ERROR");
 }

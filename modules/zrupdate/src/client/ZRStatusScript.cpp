@@ -84,7 +84,9 @@ void run(const char* command) {
 
 }  // namespace
 
-void awaitDownloadReport() { drainDownloads(); }
+void awaitDownloadReport() {
+    drainDownloads();
+}
 
 void pollDownloadReports() {
     reap(false);

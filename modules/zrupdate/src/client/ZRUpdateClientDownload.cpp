@@ -68,9 +68,10 @@ bool rangeIsRest(const String& contentRange, long first, long total) {
 // back, and the digests ride along with the transfer. Whatever was read
 // when a read fails is still written, so the file holds every byte
 // received. The bytes held at the end.
-long copyBody(InputStream* in, FileOutputStream& out, long held, long limit, ZRDownloadProgress& progress,
-              ZRPackageCheck& check) {
-    ZRBackgroundCheck background([&check](const char* data, size_t length) { check.update(data, length); });
+long copyBody(InputStream* in, FileOutputStream& out, long held, long limit,
+              ZRDownloadProgress& progress, ZRPackageCheck& check) {
+    ZRBackgroundCheck background(
+        [&check](const char* data, size_t length) { check.update(data, length); });
     const long kRun = static_cast<long>(ZRBackgroundCheck::BUFFER_SIZE);
     char* run = background.buffer();
     long filled = 0;
