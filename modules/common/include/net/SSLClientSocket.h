@@ -14,7 +14,9 @@ class SSLClient;
 // (handshake, read, write) must end within the time-out's whole seconds;
 // passing that runs the program's time-out handler (SSLClient), which ends
 // the program, or without one throws the operation's time-out code. A
-// shorter or no time-out sets no limit on reads and writes.
+// shorter or no time-out sets no limit on reads and writes. The bound on the
+// waits as a whole (limitWaits, requireRate) holds for TLS reads and writes
+// as for plain ones.
 class SSLClientSocket : public ClientSocket {
   public:
     SSLClientSocket(const InetAddress& address, int port);
