@@ -68,6 +68,10 @@ for id in 11 12 13 14 15 16 17 18; do big+=("$(product_xml "$id" "$filler" /opt/
 start_hostile no-read
 home 5 "$HOSTILE" "$GOOD" -- "${big[@]}"
 passed_over "request never read" "EC_WRITE_TIMEOUT"
+# ... or reads it so slowly that each wait ends in time, but not the whole.
+start_hostile slow-read
+home 5 "$HOSTILE" "$GOOD" -- "${big[@]}"
+passed_over "request read slowly" "EC_WRITE_TIMEOUT"
 
 # --- a head, then an update answer, one byte a second ---
 for mode in trickle-head trickle-body; do

@@ -7,6 +7,7 @@ Listens on 127.0.0.1 with an ephemeral port, writes the port to DIR/port and
 serves every connection in a thread of its own by MODE:
   - endless-head: a status line, then header lines without end;
   - no-read: never reads the request (its receive buffer kept small);
+  - slow-read: reads the request 64 KiB at a time, twenty times a second;
   - trickle-head: reads the request, then sends a head one byte a second;
   - trickle-body: a head at once (Content-Length 100000), then the body one
     byte a second;
@@ -69,6 +70,10 @@ def serve(conn, mode, upstream, until):
     if mode == "no-read":
         while time.monotonic() < until:
             time.sleep(0.2)
+        return
+    if mode == "slow-read":
+        while time.monotonic() < until and conn.recv(65536):
+            time.sleep(0.05)
         return
     if mode == "endless-head":
         conn.sendall(b"HTTP/1.0 200 OK\r\n")

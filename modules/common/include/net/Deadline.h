@@ -14,11 +14,8 @@ class Deadline {
     Deadline(int ms, const timespec& start) : unlimited(ms < 0), end(start) {
         if (unlimited) return;
         end.tv_sec += ms / 1000;
+        // May pass a whole second: remainingAt() counts in nanoseconds.
         end.tv_nsec += static_cast<long>(ms % 1000) * 1000000L;
-        if (end.tv_nsec >= 1000000000L) {
-            end.tv_sec += 1;
-            end.tv_nsec -= 1000000000L;
-        }
     }
 
     // The limit for the next poll(): milliseconds left, rounded up (0 once
