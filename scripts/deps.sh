@@ -9,7 +9,7 @@ packages=(
   unzip zip perl python3
   nginx tinyproxy curl strace
   libxml2-utils
-  systemd
+  systemd logrotate
   clang libclang-rt-14-dev
 )
 

@@ -44,6 +44,11 @@ for lib in $(ldd "$root/usr/bin/ZRUpdate" | grep -o '/[^ ]*'); do
   cp -L "$lib" "$root$lib"
 done
 home="$root/opt/Orvanta/ZRUpdate"
+# The first network settings verify servers against the system's CA bundle.
+if [[ -f /etc/ssl/certs/ca-certificates.crt ]]; then
+  assert_contains "$(cat "$home/conf/zr-network")" \
+    '<Param name="ssl.server.cert" value="/etc/ssl/certs/ca-certificates.crt"/>' "first install verifies servers"
+fi
 for script in "$ZR_SOURCE_DIR"/install/bin/*.pl; do
   [[ ! -e "$script" || -x "$home/bin/${script##*/}" ]] || fail "bin/${script##*/} not installed"
 done
