@@ -80,6 +80,16 @@ for mode in trickle-head trickle-body; do
   passed_over "$mode" "EC_READ_TIMEOUT"
 done
 
+# --- over TLS a time-out ends the run, the work directory cleared ---
+servers_scratch
+make_cert "$PEER_DIR" peer localhost
+start_hostile tls-trickle-head "$PEER_DIR/peer.crt" "$PEER_DIR/peer.key"
+home 5 "$HOSTILE" "$GOOD"
+sed -i 's/type="http"/type="https"/' "$CONF/zr-network"
+timed_update 247 "trickled TLS head"
+assert_eq "info	socket connect or read or write timeout!!!" "$(new_log_text | grep -v '^debug' | tail -n 1)" \
+  "trickled TLS head: time-out logged"
+
 # --- downloads: below the minimum rate given up, above it completed ---
 start_hostile trickle-download "$UPDATE_PORT_A"
 home 0 "$HOSTILE"

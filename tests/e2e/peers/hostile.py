@@ -2,6 +2,7 @@
 """An HTTP peer that holds its clients as long as it can.
 
     hostile.py DIR MODE [UPSTREAM_PORT]
+    hostile.py DIR tls-MODE CERT KEY
 
 Listens on 127.0.0.1 with an ephemeral port, writes the port to DIR/port and
 serves every connection in a thread of its own by MODE:
@@ -14,10 +15,12 @@ serves every connection in a thread of its own by MODE:
   - trickle-download, slow-download: a relay to the server on UPSTREAM_PORT
     that passes every answer on at once except those of "/zr-download",
     which go one byte a second, or 1 KiB every half second.
+A MODE prefixed with "tls-" is served over TLS with CERT and KEY.
 Every connection ends within WAIT seconds or when the client goes away; the
 peer ends when no client came for 4 * WAIT seconds.
 """
 import socket
+import ssl
 import sys
 import threading
 import time
@@ -96,9 +99,11 @@ def serve(conn, mode, upstream, until):
             paced(conn, answer, 1024, 0.5, until)
 
 
-def handle(conn, mode, upstream):
+def handle(conn, mode, upstream, tls):
     try:
         conn.settimeout(WAIT)
+        if tls:
+            conn = tls.wrap_socket(conn, server_side=True)
         serve(conn, mode, upstream, time.monotonic() + WAIT)
     except OSError:
         pass  # the client went away
@@ -108,7 +113,13 @@ def handle(conn, mode, upstream):
 
 def main():
     folder, mode = sys.argv[1], sys.argv[2]
-    upstream = int(sys.argv[3]) if len(sys.argv) > 3 else 0
+    upstream, tls = 0, None
+    if mode.startswith("tls-"):
+        mode = mode[4:]
+        tls = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
+        tls.load_cert_chain(sys.argv[3], sys.argv[4])
+    elif len(sys.argv) > 3:
+        upstream = int(sys.argv[3])
     server = socket.socket()
     server.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
     if mode == "no-read":
@@ -123,7 +134,7 @@ def main():
             conn, _ = server.accept()
         except socket.timeout:
             return
-        threading.Thread(target=handle, args=(conn, mode, upstream), daemon=True).start()
+        threading.Thread(target=handle, args=(conn, mode, upstream, tls), daemon=True).start()
 
 
 if __name__ == "__main__":
