@@ -134,7 +134,8 @@ TEST(ClientSocket, BoundOfTheWaitsAsAWhole) {
     char buf[8];
     // Milliseconds count in full, unlike the time-out of each wait.
     p.socket.limitWaits(1500);
-    double took = secondsOf([&] { EXPECT_EQ(kReadTimeout, socketError([&] { p.socket.read(buf, 1); })); });
+    double took = secondsOf(
+        [&] { EXPECT_EQ(kReadTimeout, socketError([&] { p.socket.read(buf, 1); })); });
     EXPECT_GE(took, 1.4);
     EXPECT_LE(took, 1.9);
 
@@ -173,17 +174,18 @@ TEST(ClientSocket, WritesNeverBlockPastTheBound) {
     timeval sendLimit{3, 0};
     p.socket.setSockOpt(SOL_SOCKET, SO_SNDTIMEO, &sendLimit, sizeof sendLimit);
     std::vector<char> block(8 << 20, 'x');
+    const int size = static_cast<int>(block.size());
     p.socket.limitWaits(1000);
     long sent = 0;
     std::string error;
     double took = secondsOf([&] {
         for (int i = 0; i < 1000 && error.empty(); i++) {
-            error = socketError([&] { sent += p.socket.write(block.data(), static_cast<int>(block.size())); });
+            error = socketError([&] { sent += p.socket.write(block.data(), size); });
         }
     });
     EXPECT_EQ("EC_WRITE_TIMEOUT: sending data on socket timeout", error);
     EXPECT_GT(sent, 0);
-    EXPECT_LT(sent, static_cast<long>(block.size()));
+    EXPECT_LT(sent, size);
     EXPECT_LE(took, 1.5);
 }
 

@@ -23,7 +23,8 @@ class Deadline {
     int remaining() const { return remainingAt(now()); }
     int remainingAt(const timespec& at) const {
         if (unlimited) return -1;
-        long long left = (static_cast<long long>(end.tv_sec) - at.tv_sec) * 1000000000LL + (end.tv_nsec - at.tv_nsec);
+        long long left = (static_cast<long long>(end.tv_sec) - at.tv_sec) * 1000000000LL +
+                         (end.tv_nsec - at.tv_nsec);
         if (left <= 0) return 0;
         return static_cast<int>((left + 999999) / 1000000);
     }

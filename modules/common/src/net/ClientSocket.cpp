@@ -288,16 +288,17 @@ int ClientSocket::read(char* buf, int len) {
 int ClientSocket::write(const char* buf, int len) {
     if (buf == nullptr || len <= 0) return -1;
     for (;;) {
-        awaitReady(POLLOUT, "ClientSocket::write: ", "EC_WRITE_FAILED: sending data on socket failed",
+        awaitReady(POLLOUT, "ClientSocket::write: ",
+                   "EC_WRITE_FAILED: sending data on socket failed",
                    "EC_WRITE_TIMEOUT: sending data on socket timeout");
         // MSG_DONTWAIT: a peer that stops reading cannot hold a large send
         // past the bound; what does not fit now is the caller's next piece.
         // MSG_NOSIGNAL: a peer that went away gives -1 (EPIPE) here instead
         // of a signal, whether or not the program ignores SIGPIPE.
-        int sent = static_cast<int>(::send(fd, buf, static_cast<size_t>(len), MSG_NOSIGNAL | MSG_DONTWAIT));
+        ssize_t sent = ::send(fd, buf, static_cast<size_t>(len), MSG_NOSIGNAL | MSG_DONTWAIT);
         if (sent < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) continue;
-        noteMoved(sent);
-        return sent;
+        noteMoved(static_cast<int>(sent));
+        return static_cast<int>(sent);
     }
 }
 
