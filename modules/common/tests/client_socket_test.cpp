@@ -164,6 +164,21 @@ TEST(ClientSocket, MinimumRateMovesTheBound) {
     usleep(400000);
     ASSERT_EQ(1, ::write(p.server, "h", 1));
     EXPECT_EQ(kReadTimeout, socketError([&] { p.socket.read(buf, sizeof buf); }));
+
+    // Bytes written count as well.
+    p.socket.requireRate(1, 500);
+    usleep(300000);
+    EXPECT_EQ(4, p.socket.write("abcd", 4));
+    usleep(300000);
+    EXPECT_EQ(1, p.socket.read(buf, sizeof buf));  // the "h" still queued
+
+    // A whole bound set after a rate is not moved by what arrives.
+    p.socket.limitWaits(300);
+    ASSERT_EQ(1, ::write(p.server, "i", 1));
+    EXPECT_EQ(1, p.socket.read(buf, sizeof buf));
+    usleep(400000);
+    ASSERT_EQ(1, ::write(p.server, "j", 1));
+    EXPECT_EQ(kReadTimeout, socketError([&] { p.socket.read(buf, sizeof buf); }));
 }
 
 // A peer that never reads cannot hold a large write: each write takes what
