@@ -90,6 +90,14 @@ timed_update 247 "trickled TLS head"
 assert_eq "info	socket connect or read or write timeout!!!" "$(new_log_text | grep -v '^debug' | tail -n 1)" \
   "trickled TLS head: time-out logged"
 
+# --- a CONNECT proxy that trickles its answer is given up as well ---
+start_hostile trickle-head
+home 5 "$GOOD"
+via_proxy="type=\"https\" mac=\"\" isUsingProxy=\"1\" proxy=\"$HOSTILE\" proxyuser=\"\" user=\"\""
+write_network "$CONF/zr-network" "$via_proxy timeout=\"$TIMEOUT\"" "$GOOD"
+timed_update 251 "trickled proxy answer"
+assert_contains "$(new_log_text)" "EC_READ_TIMEOUT" "trickled proxy answer: failure logged"
+
 # --- downloads: below the minimum rate given up, above it completed ---
 start_hostile trickle-download "$UPDATE_PORT_A"
 home 0 "$HOSTILE"

@@ -54,7 +54,8 @@ class SSLClientSocket : public ClientSocket {
     friend class SSLClient;  // waits on the descriptor during the handshake
 
     // Throws `timeoutCode` / `failedCode` when the socket cannot take data
-    // within the time-out.
+    // within the time-out; runs the time-out handler first when the bound
+    // of the waits has passed.
     void checkWritable(const char* timeoutCode, const char* failedCode);
     // Waits for what the last TLS call needs from the peer, until `deadline`;
     // at the deadline runs the time-out handler, then throws `timeoutCode`.

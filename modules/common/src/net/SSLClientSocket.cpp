@@ -47,6 +47,9 @@ void SSLClientSocket::setPeerName(const String& name) { client->setPeerName(name
 
 void SSLClientSocket::checkWritable(const char* timeoutCode, const char* failedCode) {
     int ready = waitFor(POLLOUT);
+    // A passed bound of the waits ends the run like any TLS time-out, here
+    // as in awaitPeer, whichever wait it happens to pass in.
+    if (ready == 0 && waitsBound().remaining() == 0) SSLClient::timedOut();
     if (ready == 0) fail(timeoutCode, __LINE__);
     if (ready < 0) fail(failedCode, __LINE__);
 }
