@@ -58,5 +58,15 @@ sleep 0 & dead=$!; wait "$dead"
 lock --action TRYLOCK --pid "$dead" || fail "lock for a short-lived pid"
 lock --action TRYLOCK --pid $$ || fail "lock of a process that no longer exists is not free"
 lock --action UNLOCK --pid $$ || fail "unlock"
+# A live process id that now names another process (its start time is not
+# the one recorded) does not hold the lock.
+sleep 60 & reused=$!
+add_cleanup "kill $reused 2>/dev/null"
+lock --action TRYLOCK --pid "$reused" || fail "lock for a live process"
+read -r pid start <"$ZRUPDATE_HOME/tmp/zr-run-lock"
+[[ $pid == "$reused" && -n $start ]] || fail "lock state: $pid $start"
+echo "$pid $((start - 1))" >"$ZRUPDATE_HOME/tmp/zr-run-lock"
+lock --action TRYLOCK --pid $$ || fail "lock of a reused process id is not free"
+lock --action UNLOCK --pid $$ || fail "unlock"
 
 echo "scripts: all passed"
