@@ -17,8 +17,8 @@
 #include <vector>
 
 #include "Exception.h"
-#include "FileLock.h"
 #include "NameValuePairs.h"
+#include "io/FileLock.h"
 #include "io/StringOutputStream.h"
 #include "xml_test_support.h"
 

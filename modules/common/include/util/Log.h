@@ -1,7 +1,7 @@
 #ifndef ZR_UTIL_LOG_H
 #define ZR_UTIL_LOG_H
 
-#include "FileLock.h"
+#include "io/FileLock.h"
 #include "String.h"
 
 class NameValuePairs;

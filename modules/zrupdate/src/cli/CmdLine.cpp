@@ -1,8 +1,5 @@
 #include "cli/CmdLine.h"
 
-#include <cstdio>
-#include <cstring>
-
 #include "Exception.h"
 #include "cli/NetworkCommands.h"
 #include "cli/ProductCommands.h"
@@ -135,15 +132,6 @@ const char* usageText() {
 
 void printUsage() {
     printText(kUsage);
-}
-
-void printText(const char* text) {
-    if (text == nullptr) return;
-    std::fwrite(text, 1, std::strlen(text), stdout);
-}
-
-void printText(const String& text) {
-    printText(text.c_str());
 }
 
 bool parseNumberOption(const String& text, long& out) {

@@ -6,6 +6,7 @@
 
 #include "String.h"
 #include "Vector.h"
+#include "util/PrintText.h"  // every command prints through printText
 
 class CmdLine {
 public:
@@ -57,9 +58,5 @@ void printUsage();
 // Decimal value of an option (the library's number parse: digits and
 // blanks, no sign). False when the text is not a decimal number.
 bool parseNumberOption(const String& text, long& out);
-
-// Writes text to standard output as it is (never used as a format).
-void printText(const char* text);
-void printText(const String& text);
 
 #endif
