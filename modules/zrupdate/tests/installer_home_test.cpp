@@ -156,6 +156,17 @@ TEST_F(InstallerTest, RefusesPackageFoldersOutsideTheWorkDirectory) {
     }
     std::filesystem::remove_all(work + "/9");
     std::filesystem::remove_all(work + "/1_0");
+
+    // The archive and the script are names in the package folder.
+    for (auto names : {std::make_pair("../p.zip", "install-package"), std::make_pair("p.zip", "..\\x")}) {
+        ZRPackageInfo p = makePackage(kCases[0]);
+        std::filesystem::rename(work + "/1/1_0/p.zip", work + "/1/p.zip");
+        p.file = names.first;
+        p.installScript = names.second;
+        EXPECT_EQ(0, installerOf(p)->install());
+        EXPECT_NE(std::string::npos, log().find("no name in its folder: " + std::string(names.first)));
+    }
+    EXPECT_FALSE(fileExists(scratch.file("record1")));
 }
 
 // Whatever an earlier package of the same product and version left in the

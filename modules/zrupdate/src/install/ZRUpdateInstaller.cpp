@@ -44,6 +44,13 @@ bool runProgram(const char* program, std::initializer_list<String> args, const S
     return ChildProcess::exitedWith(status, 0);
 }
 
+// A plain name of an entry in a folder: not empty, no "/" (nor a backslash,
+// which the script's path turns into one), not "." or "..".
+bool isEntryName(const String& name) {
+    return !name.isEmpty() && name.indexOf('/') < 0 && name.indexOf('\\') < 0 && !name.equals(".") &&
+           !name.equals("..");
+}
+
 void readPackages(ZRUpdateParser& doc, bool parsed, Vector<ZRPackageInfo>& out) {
     try {
         if (parsed) doc.getPackageList(out, true);
@@ -103,6 +110,13 @@ ZRUpdateInstaller::Outcome ZRUpdateInstaller::unpackAndRun(ZRPackageInfo& packag
     String folder;
     if (!packageFolderIn(package, String(ZRPaths::WORK_DIR), folder)) return Outcome::Failed;
     package.path = folder;
+    // The archive (deleted once unpacked) and the script (run as root) are
+    // entries of the package folder, never paths leading elsewhere.
+    if (!isEntryName(package.file) || !isEntryName(package.installScript)) {
+        String message("ZRUpdate: refusing a package file or script that is no name in its folder: ");
+        logInfo(message.append(package.file).append(", ").append(package.installScript));
+        return Outcome::Failed;
+    }
     String archive(package.path);
     archive.append("/").append(package.file);
     if (!unpack(package, archive)) return Outcome::Failed;
