@@ -68,5 +68,14 @@ read -r pid start <"$ZRUPDATE_HOME/tmp/zr-run-lock"
 echo "$pid $((start - 1))" >"$ZRUPDATE_HOME/tmp/zr-run-lock"
 lock --action TRYLOCK --pid $$ || fail "lock of a reused process id is not free"
 lock --action UNLOCK --pid $$ || fail "unlock"
+# Nor does a holder that has ended but was not yet reaped by its parent.
+perl -e '$| = 1; my $p = fork() // die; exit 0 unless $p; print "$p\n"; sleep 60' >"$ZR_SCRATCH/zombie" &
+add_cleanup "kill $! 2>/dev/null"
+for _ in $(seq 50); do [[ -s "$ZR_SCRATCH/zombie" ]] && break; sleep 0.1; done
+zombie="$(cat "$ZR_SCRATCH/zombie")"
+for _ in $(seq 50); do [[ "$(cut -d' ' -f3 "/proc/$zombie/stat")" == Z ]] && break; sleep 0.1; done
+lock --action TRYLOCK --pid "$zombie" || fail "lock for the zombie's pid"
+lock --action TRYLOCK --pid $$ || fail "lock of a zombie is not free"
+lock --action UNLOCK --pid $$ || fail "unlock"
 
 echo "scripts: all passed"
