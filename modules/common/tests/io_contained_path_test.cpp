@@ -40,18 +40,18 @@ TEST(ContainedPathTest, DotsSeparatorsAndLinksAreResolvedBeforeTheCheck) {
     } cases[] = {
         {root + "/7/a", "7/a"},
         {root + "//7/./a/", "7/a"},
-        {root + "/7/../8", "8"},                 // ".." inside stays inside
-        {root + "/new/deeper/../x", "new/x"},    // missing entries are text
-        {root + "/7/..", "<outside>"},           // the folder itself
+        {root + "/7/../8", "8"},               // ".." inside stays inside
+        {root + "/new/deeper/../x", "new/x"},  // missing entries are text
+        {root + "/7/..", "<outside>"},         // the folder itself
         {root + "/./", "<outside>"},
         {root + "/7/../../x", "<outside>"},
         {root + "/../root/7", "7"},
-        {top + "/rootx/a", "<outside>"},         // a name that only starts alike
-        {root + "/up/x", "<outside>"},           // a parent link leading out
-        {root + "/up/root/7", "7"},              // ... and back in
-        {root + "/up", "up"},                    // the link itself is inside
+        {top + "/rootx/a", "<outside>"},  // a name that only starts alike
+        {root + "/up/x", "<outside>"},    // a parent link leading out
+        {root + "/up/root/7", "7"},       // ... and back in
+        {root + "/up", "up"},             // the link itself is inside
         {root + "/seven/a", "7/a"},
-        {root + "/loop/x", "<outside>"},         // cannot be resolved
+        {root + "/loop/x", "<outside>"},        // cannot be resolved
         {"/../" + root.substr(1) + "/7", "7"},  // ".." above "/" stays there
     };
     for (const Case& c : cases) EXPECT_EQ(c.rest, below(c.path, root)) << c.path;

@@ -150,7 +150,8 @@ TEST_F(InstallerTest, RefusesPackageFoldersOutsideTheWorkDirectory) {
         std::string madeAt = std::filesystem::canonical(dir).string();
         EXPECT_EQ(0, installerOf(p)->install());
         EXPECT_FALSE(fileExists(scratch.file("record1")));
-        EXPECT_NE(std::string::npos, log().find("ZRUpdate: refusing a package folder outside " + inWork + ": " + dir));
+        EXPECT_NE(std::string::npos,
+                  log().find("ZRUpdate: refusing a package folder outside " + inWork + ": " + dir));
         // Nothing outside the work directory is removed.
         EXPECT_TRUE(madeAt.rfind(outside, 0) != 0 || fileExists(madeAt + "/p.zip"));
     }
@@ -158,13 +159,15 @@ TEST_F(InstallerTest, RefusesPackageFoldersOutsideTheWorkDirectory) {
     std::filesystem::remove_all(work + "/1_0");
 
     // The archive and the script are names in the package folder.
-    for (auto names : {std::make_pair("../p.zip", "install-package"), std::make_pair("p.zip", "..\\x")}) {
+    for (auto names :
+         {std::make_pair("../p.zip", "install-package"), std::make_pair("p.zip", "..\\x")}) {
         ZRPackageInfo p = makePackage(kCases[0]);
         std::filesystem::rename(work + "/1/1_0/p.zip", work + "/1/p.zip");
         p.file = names.first;
         p.installScript = names.second;
         EXPECT_EQ(0, installerOf(p)->install());
-        EXPECT_NE(std::string::npos, log().find("no name in its folder: " + std::string(names.first)));
+        std::string refusal = "no name in its folder: " + std::string(names.first);
+        EXPECT_NE(std::string::npos, log().find(refusal));
     }
     EXPECT_FALSE(fileExists(scratch.file("record1")));
 }

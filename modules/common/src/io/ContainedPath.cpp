@@ -65,7 +65,8 @@ bool ContainedPath::resolve(const String& path, bool followLast, String& resolve
     return true;
 }
 
-bool ContainedPath::isInside(const String& path, const String& folder, bool followLast, String& rest) {
+bool ContainedPath::isInside(const String& path, const String& folder, bool followLast,
+                             String& rest) {
     String where;
     String base;
     if (!resolve(path, followLast, where) || !resolve(folder, true, base)) return false;

@@ -120,7 +120,9 @@ bool removeEntryAt(int parent, const char* name, int depth) {
         }
     }
     bool ok = depth < kMaxTreeDepth;
-    for (size_t i = 0; ok && i < names.size(); i++) ok = removeEntryAt(dirfd(dir), names[i].c_str(), depth + 1);
+    for (size_t i = 0; ok && i < names.size(); i++) {
+        ok = removeEntryAt(dirfd(dir), names[i].c_str(), depth + 1);
+    }
     closedir(dir);
     return ok && unlinkat(parent, name, AT_REMOVEDIR) == 0;
 }

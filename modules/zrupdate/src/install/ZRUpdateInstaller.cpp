@@ -47,8 +47,8 @@ bool runProgram(const char* program, std::initializer_list<String> args, const S
 // A plain name of an entry in a folder: not empty, no "/" (nor a backslash,
 // which the script's path turns into one), not "." or "..".
 bool isEntryName(const String& name) {
-    return !name.isEmpty() && name.indexOf('/') < 0 && name.indexOf('\\') < 0 && !name.equals(".") &&
-           !name.equals("..");
+    return !name.isEmpty() && name.indexOf('/') < 0 && name.indexOf('\\') < 0 &&
+           !name.equals(".") && !name.equals("..");
 }
 
 void readPackages(ZRUpdateParser& doc, bool parsed, Vector<ZRPackageInfo>& out) {
@@ -113,7 +113,8 @@ ZRUpdateInstaller::Outcome ZRUpdateInstaller::unpackAndRun(ZRPackageInfo& packag
     // The archive (deleted once unpacked) and the script (run as root) are
     // entries of the package folder, never paths leading elsewhere.
     if (!isEntryName(package.file) || !isEntryName(package.installScript)) {
-        String message("ZRUpdate: refusing a package file or script that is no name in its folder: ");
+        String message(
+            "ZRUpdate: refusing a package file or script that is no name in its folder: ");
         logInfo(message.append(package.file).append(", ").append(package.installScript));
         return Outcome::Failed;
     }
@@ -131,7 +132,8 @@ ZRUpdateInstaller::Outcome ZRUpdateInstaller::unpackAndRun(ZRPackageInfo& packag
     if (ChildProcess::exitedWith(status, kScriptInstallLater)) {
         return holdBack(package) ? Outcome::HeldBack : Outcome::Failed;
     }
-    logInfo(packageFailureLine(status >= 0 && WIFSIGNALED(status) ? "Install7 " : "Install6 ", package));
+    bool signalled = status >= 0 && WIFSIGNALED(status);
+    logInfo(packageFailureLine(signalled ? "Install7 " : "Install6 ", package));
     return Outcome::Failed;
 }
 
