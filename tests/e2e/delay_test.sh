@@ -55,7 +55,7 @@ done
 
 expect 255 "" -P --action install
 mark_log
-zr -P --action install --id 5
+zr -P --action install --id 5 --debug
 assert_eq 255 "$RC" "install of an id not in the list"
 assert_contains "$(new_log_text)" "ZRUpdate: failed to install delay package, NO such id: 5" "log of a missing id"
 

@@ -34,6 +34,10 @@ public:
     // Number of option names parsed (repeated options count each time).
     int optionCount() const { return names.size(); }
 
+    // The options given as typed ("-x", "--colour") whose names the
+    // program does not know, in order.
+    Vector<String> unknownOptions() const;
+
     const Vector<String>& getNames() const { return names; }
     const Vector<String>& getValues() const { return values; }
 
@@ -48,6 +52,10 @@ private:
 // A failing check has printed its own message; the caller adds the try-help
 // line.
 bool checkOptions(CmdLine& cmdLine);
+
+// Names each unknown option on standard error, one line each, beside the
+// try-help line of standard output.
+void reportUnknownOptions(const CmdLine& cmdLine);
 
 // The usage text, exactly as `printUsage` prints it.
 const char* usageText();
