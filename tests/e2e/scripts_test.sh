@@ -35,6 +35,28 @@ chattr +i "$CONF" 2>/dev/null && add_cleanup "chattr -i '$CONF'" && {
   chattr -i "$CONF"
 }
 
+# A record spelt any way XML allows is kept through a report about another
+# product: quotes of either kind, character references, tabs and line breaks
+# in values; a record inside a comment is no record.
+cat >"$record" <<'EOF'
+<?xml version="1.0" encoding="UTF-8"?>
+<!-- <Product ProductID="7" LastUpdateStatus="ghost"/> -->
+<UpdateInfo>
+<Product productid='1000' LastUpdate='2026-01-02 03:04:05' LastUpdateStatus="install"
+  UpdateMessage='Caf&#233; &amp; &lt;co&gt; &quot;x&quot;&#9;tab&#10;line&#13;end'/>
+</UpdateInfo>
+EOF
+status --id 7 --status request || fail "report beside a record in single quotes"
+xmllint --noout "$record" || fail "record no longer XML"
+assert_eq "1" "$(xmllint --xpath 'count(/UpdateInfo/*[@ProductID=7])' "$record")" "commented record"
+message=$'Caf\u00e9 & <co> "x"\ttab\nline\rend'
+assert_eq "$message" "$(xmllint --xpath 'string(//*[@ProductID=1000]/@UpdateMessage)' "$record")" \
+  "message after a round trip"
+zr -s
+assert_contains "$OUT" "LastUpdate: 2026-01-02 03:04:05" "status of the record in single quotes"
+assert_contains "$OUT" "UpdateMessage: $message" "message shown by the status command"
+assert_contains "$OUT" "LastUpdateStatus: request" "status of the new report"
+
 # The run lock.
 lock() { perl "$ZRUPDATE_HOME/bin/write_lock.pl" "$@"; }
 sleep 60 & holder=$!
@@ -57,6 +79,25 @@ lock --action FOO --pid $$ 2>/dev/null; assert_eq 2 "$?" "unknown action"
 sleep 0 & dead=$!; wait "$dead"
 lock --action TRYLOCK --pid "$dead" || fail "lock for a short-lived pid"
 lock --action TRYLOCK --pid $$ || fail "lock of a process that no longer exists is not free"
+lock --action UNLOCK --pid $$ || fail "unlock"
+# A live process id that now names another process (its start time is not
+# the one recorded) does not hold the lock.
+sleep 60 & reused=$!
+add_cleanup "kill $reused 2>/dev/null"
+lock --action TRYLOCK --pid "$reused" || fail "lock for a live process"
+read -r pid start <"$ZRUPDATE_HOME/tmp/zr-run-lock"
+[[ $pid == "$reused" && -n $start ]] || fail "lock state: $pid $start"
+echo "$pid $((start - 1))" >"$ZRUPDATE_HOME/tmp/zr-run-lock"
+lock --action TRYLOCK --pid $$ || fail "lock of a reused process id is not free"
+lock --action UNLOCK --pid $$ || fail "unlock"
+# Nor does a holder that has ended but was not yet reaped by its parent.
+perl -e '$| = 1; my $p = fork() // die; exit 0 unless $p; print "$p\n"; sleep 60' >"$ZR_SCRATCH/zombie" &
+add_cleanup "kill $! 2>/dev/null"
+for _ in $(seq 50); do [[ -s "$ZR_SCRATCH/zombie" ]] && break; sleep 0.1; done
+zombie="$(cat "$ZR_SCRATCH/zombie")"
+for _ in $(seq 50); do [[ "$(cut -d' ' -f3 "/proc/$zombie/stat")" == Z ]] && break; sleep 0.1; done
+lock --action TRYLOCK --pid "$zombie" || fail "lock for the zombie's pid"
+lock --action TRYLOCK --pid $$ || fail "lock of a zombie is not free"
 lock --action UNLOCK --pid $$ || fail "unlock"
 
 echo "scripts: all passed"
