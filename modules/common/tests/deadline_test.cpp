@@ -34,15 +34,4 @@ TEST(Deadline, CrossesWholeSeconds) {
     EXPECT_EQ(1750, Deadline(1750, at(3, 500000000)).remainingAt(at(3, 500000000)));
 }
 
-TEST(Deadline, CapsAWaitByWhatIsLeft) {
-    EXPECT_EQ(5000, Deadline(-1).cap(5000));
-    EXPECT_EQ(-1, Deadline(-1).cap(-1));
-    EXPECT_EQ(1000, Deadline(60000).cap(1000));
-    int left = Deadline(300).cap(-1);
-    EXPECT_GT(left, 250);
-    EXPECT_LE(left, 300);
-    EXPECT_LE(Deadline(300).cap(1000), 300);
-    EXPECT_EQ(0, Deadline(0).cap(1000));
-}
-
 }  // namespace
