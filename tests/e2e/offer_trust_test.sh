@@ -39,7 +39,7 @@ http_file missing "404 Not Found" "$S/empty.body"
 # offer ID VERSION URL MD5 SIZE: one PackageInfo that claims to be
 # downloaded (result 1) into the outside folder and already installed.
 offer() {
-  printf '<PackageInfo path="%s" file="evil.zip"><ProductInfo id="%s" name="N%s" desc="Product %s"/>' "$OUTSIDE" "$1" "$1" "$1"
+  printf '<PackageInfo path="%s" file="evil.zip"><ProductInfo id="%s" name="N%s" desc="Product %s" installPath="/srv/elsewhere"/>' "$OUTSIDE" "$1" "$1" "$1"
   printf '<PlatformInfo arch="" os="Linux" vendor="" version=""/><ExtVersionInfo version="%s" status="" desc=""/>' "$2"
   printf '<DownloadInfo url="%s" md5="%s" size="%s" time="" result="1"/>' "$3" "$4" "$5"
   printf '<RunInfo format="zip" installScript="install-package" result="%s"/></PackageInfo>' "${6:-1}"
@@ -82,6 +82,7 @@ assert_eq "" "$(ls -A "$WORK")" "work directory after the run"
 assert_eq 0 "$(xmllint --xpath 'count(//PackageInfo)' "$CONF/zr-delay-packages")" "delay list"
 newpkgs="$CONF/zr-newpkgs"
 assert_eq "1 0 0 0" "$(for i in 1 2 3 4; do xmllint --xpath "string(//PackageInfo[$i]/DownloadInfo/@result)" "$newpkgs"; echo -n ' '; done | xargs)" "download results"
+assert_eq "/opt/p7" "$(xmllint --xpath 'string(//PackageInfo[1]/ProductInfo/@installPath)' "$newpkgs")" "install path from the inventory"
 assert_eq "" "$(xmllint --xpath 'string(//PackageInfo[2]/@path)' "$newpkgs")$(xmllint --xpath 'string(//PackageInfo[2]/@file)' "$newpkgs")" "folder and file of a failed package"
 
 # A URL that ends in "/" before a good package: the run goes on.

@@ -152,11 +152,26 @@ TWO="$ZR_SCRATCH/two"
 cp -r "$LOWER" "$TWO"
 python3 "$ZR_SOURCE_DIR/tools/zr-make-package.py" --root "$TWO" --id 7 --version 2.6.0.0 >/dev/null
 rm "$TWO/p7-2.6.0.0.zip"
+# The first package offered once more is not fetched into its folder again.
+python3 -c 'import json, sys; m = json.load(open(sys.argv[1])); m["packages"].append(m["packages"][0]); json.dump(m, open(sys.argv[1], "w"))' "$TWO/manifest.json"
 behave --root "$TWO"
 home "$NET_HTTP" "127.0.0.1:$UPDATE_PORT_X"
 client 0 0 "result 1 status 404"
 assert_p7_ok
 assert_missing "$WORK/7/2_6_0_0"
+# A delay package with the offer's URL holds it back only with its digest.
+P7_MD5=$(md5sum "$P7" | cut -d' ' -f1)
+for md5 in "00000000000000000000000000000000" "$P7_MD5"; do
+  behave --root "$LOWER"
+  home "$NET_HTTP" "127.0.0.1:$UPDATE_PORT_X"
+  write_package_list "$CONF/zr-delay-packages" "$(package_xml /x 7 D /opt/seven 2 5 0 0 p7-2.5.0.0.zip "$md5")"
+  if [[ $md5 == "$P7_MD5" ]]; then
+    client 0 0 "result -1 status 200"
+    log_has "EC_ZRUPDATE_DELAY_PACKAGE"
+  else
+    client 0 0 "result 1 status 200"
+  fi
+done
 
 # --- interrupted and resumed downloads -----------------------------------------
 # cut_run OPTIONS...: a download cut after $CUT bytes leaves the part and
@@ -182,6 +197,8 @@ assert_eq "" "$(partial_entry)" "entry after the resumption"
 assert_missing "$P7_SAVED"
 # The start report, then one for every further 5 % beyond the part held.
 assert_eq $((21 - CUT * 20 / P7_SIZE)) "$(grep -c -- '--status download' "$STATUS_LOG")" "reports of a resumption"
+# In the log, likewise, a line for the start and for every further percent.
+assert_eq $((101 - CUT * 100 / P7_SIZE)) "$(new_log_text | grep -c '^info	Download Product 7 (')" "log lines of a resumption"
 
 # A server that ignores Range: the whole file again, from the start.
 cut_run --ignore-range
