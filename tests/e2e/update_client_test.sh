@@ -222,6 +222,12 @@ for refusal in "--length-delta -10" "--range-shift 10 --length-delta 10"; do
   assert_missing "$P7_SAVED"
   resumed_from_zero "refused resumption ($refusal)"
 done
+# A transfer that breaks off ends the package: the next server is not asked.
+behave --cut-after $CUT
+home "$NET_HTTP" "127.0.0.1:$UPDATE_PORT_X" "127.0.0.1:$UPDATE_PORT_A"
+a_before=$(requests A /zr-download)
+client 0 0 "result -1 status 200"
+assert_eq "$a_before" "$(requests A /zr-download)" "downloads from the second server"
 # A saved part whose length no longer matches its entry is not resumed.
 cut_run
 printf 'x' >>"$P7_SAVED"
