@@ -9,7 +9,7 @@ set -euo pipefail
 root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 demo="$root/build/demo"
 
-bash "$root/scripts/deps.sh"
+bash "$root/scripts/deps.sh" demo
 
 cmake -S "$root" -B "$demo/build" -DCMAKE_BUILD_TYPE=Release -DZRUPDATE_TESTS=OFF \
   -DCMAKE_INSTALL_PREFIX="$demo/prefix" \

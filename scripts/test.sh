@@ -7,7 +7,7 @@ set -euo pipefail
 root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 jobs="$(nproc)"
 
-bash "$root/scripts/deps.sh"
+bash "$root/scripts/deps.sh" test
 
 run_build() {
   local name="$1"; shift

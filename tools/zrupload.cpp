@@ -10,7 +10,9 @@
 //
 // -M uses the module network settings. Exit status: 0 when a server answered
 // 200, 1 when it answered another status, 2 when no server could be reached
-// or the settings could not be read, 64 for a bad command line.
+// or the settings could not be read, 3 when the input was refused before any
+// connection (a file that is missing, unreadable or not a regular file, or a
+// value with a line break), 64 for a bad command line.
 #include <csignal>
 #include <cstdio>
 #include <cstring>
@@ -21,22 +23,26 @@
 #include "io/File.h"
 #include "net/SSL.h"
 #include "store/ZRNetConfig.h"
-#include "store/ZRStoreFile.h"
 #include "store/ZRStateFiles.h"
+#include "store/ZRStoreFile.h"
 #include "util/Log.h"
 
 namespace {
 
 const int kAnswered = 1;
 const int kUnreachable = 2;
+const int kRefused = 3;
 const int kUsage = 64;
+const int kUnknownCommand = -100;  // below every result of the client
 
 int usage() {
     std::fputs(
         "usage: zrupload [-M] [--debug] [--serial SN] config DATE OUTFILE\n"
         "       zrupload [-M] [--debug] [--serial SN] request REQUESTFILE OUTFILE\n"
         "       zrupload [-M] [--debug] [--serial SN] sample DATE NAME MD5 FILE\n"
-        "       zrupload [-M] [--debug] [--serial SN] report DATE FILE\n",
+        "       zrupload [-M] [--debug] [--serial SN] report DATE FILE\n"
+        "exit status: 0 answer 200, 1 another answer, 2 no server answered,\n"
+        "             3 input refused (file not readable, line break in a value), 64 usage\n",
         stderr);
     return kUsage;
 }
@@ -53,12 +59,15 @@ void openLog(bool debug) {
     }
 }
 
-// Runs the command; its HTTP status, -1 when no server answered, or -2 for
-// an unknown command or a wrong number of arguments.
+// Runs the command: the client's result, or kUnknownCommand for an unknown
+// command or a wrong number of arguments.
 int runCommand(ZRUploaderClient& client, const char* command, char** args, int count) {
-    if (std::strcmp(command, "config") == 0 && count == 2) return client.getConfig(args[0], args[1]);
-    if (std::strcmp(command, "request") == 0 && count == 2) return client.sendRequest(args[0], args[1]);
-    if (std::strcmp(command, "report") == 0 && count == 2) return client.sendReport(args[0], args[1]);
+    if (std::strcmp(command, "config") == 0 && count == 2)
+        return client.getConfig(args[0], args[1]);
+    if (std::strcmp(command, "request") == 0 && count == 2)
+        return client.sendRequest(args[0], args[1]);
+    if (std::strcmp(command, "report") == 0 && count == 2)
+        return client.sendReport(args[0], args[1]);
     if (std::strcmp(command, "sample") == 0 && count == 4) {
         SampleInfo info;
         info.date = args[0];
@@ -66,7 +75,7 @@ int runCommand(ZRUploaderClient& client, const char* command, char** args, int c
         info.md5 = args[2];
         return client.sendSample(info, args[3]);
     }
-    return -2;
+    return kUnknownCommand;
 }
 
 }  // namespace
@@ -94,16 +103,21 @@ int main(int argc, char** argv) {
     // throws, and the walk goes on with the next server.
     SSLClient::initLibrary();
     int status = -1;
+    ZRUploaderClient client(serialNo);
     try {
         openLog(debug);
-        String network = ZRStoreFile::homeFile(moduleMode ? ZRStateFiles::MODULE_NETWORK : ZRStateFiles::NETWORK);
+        String network = ZRStoreFile::homeFile(moduleMode ? ZRStateFiles::MODULE_NETWORK
+                                                          : ZRStateFiles::NETWORK);
         ZRNetConfig::instance().load(network.c_str());
-        ZRUploaderClient client(serialNo);
         status = runCommand(client, argv[i], argv + i + 1, argc - i - 1);
     } catch (Exception& e) {
         std::fprintf(stderr, "zrupload: %s\n", e.getMessage().c_str());
     }
-    if (status == -2) return usage();
+    if (status == kUnknownCommand) return usage();
+    if (status == ZRUploaderClient::INPUT_REFUSED) {
+        std::fprintf(stderr, "zrupload: %s\n", client.refusal().c_str());
+        return kRefused;
+    }
     if (status == 200) return 0;
     if (status < 0) {
         std::fprintf(stderr, "zrupload: no update server answered (see %s)\n",

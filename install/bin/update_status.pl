@@ -72,60 +72,73 @@ sub parse_arguments {
     return \%opt;
 }
 
+# Attribute values are written with every character that the reader would
+# change or choke on as a reference: the markup characters, and tab, carriage
+# return and line feed, which a parser turns into blanks when they stand raw.
+my %ESCAPES = ('&' => '&amp;', '<' => '&lt;', '>' => '&gt;', '"' => '&quot;',
+               "\t" => '&#9;', "\n" => '&#10;', "\r" => '&#13;');
+
 sub xml_escape {
     my ($text) = @_;
-    $text =~ s/&/&amp;/g;
-    $text =~ s/</&lt;/g;
-    $text =~ s/>/&gt;/g;
-    $text =~ s/"/&quot;/g;
+    $text =~ s/([&<>"\t\n\r])/$ESCAPES{$1}/g;
     return $text;
 }
 
-sub xml_unescape {
-    my ($text) = @_;
-    my %named = (lt => '<', gt => '>', quot => '"', apos => "'", amp => '&');
-    $text =~ s/&(lt|gt|quot|apos|amp|#\d+|#x[0-9a-fA-F]+);/
-        substr($1, 0, 2) eq '#x' ? chr(hex(substr($1, 2)))
-        : substr($1, 0, 1) eq '#' ? chr(substr($1, 1)) : $named{$1}/ge;
-    return $text;
-}
-
-sub read_file {
-    my ($path) = @_;
-    open(my $fh, '<', $path) or return '';
-    local $/;
-    my $text = <$fh>;
+# Calls `on_element(depth, name, attributes)` for every element of the file
+# (the root at depth 1) and returns true when the whole file is well-formed
+# XML. Quoting, character references and comments are the parser's business;
+# values come back as Perl text. The parser is loaded only here, so that a
+# report with nothing to read does not pay for it.
+sub parse_file {
+    my ($path, $on_element) = @_;
+    open(my $fh, '<', $path) or return 0;
+    require XML::Parser;
+    my $depth = 0;
+    my $parser = XML::Parser->new(
+        Handlers => {
+            Start => sub {
+                my (undef, $name, %attributes) = @_;
+                $on_element->(++$depth, $name, \%attributes);
+            },
+            End => sub { --$depth },
+            # A document never reaches outside itself.
+            ExternEnt => sub { die "external entity refused\n" },
+        });
+    my $ok = eval { $parser->parse($fh); 1 };
     close($fh);
-    return $text // '';
+    return $ok;
 }
 
-# The product records of the current file, in order, keyed by ProductID
-# (attribute names in any case, as the program reads them). A missing or
-# broken file gives no records: the status is rebuilt from now on.
+# The product records of the current file, in order (attribute names in any
+# case, as the program reads them). A missing or broken file gives no
+# records: the status is rebuilt from now on.
 sub read_records {
-    my ($text) = @_;
-    my @records;
-    return \@records unless $text =~ /<UpdateInfo\b[^>]*>(.*)<\/UpdateInfo\s*>/s;
-    my $body = $1;
-    while ($body =~ /<[A-Za-z_][\w.-]*((?:\s+[\w.:-]+\s*=\s*"[^"]*")*)\s*\/?>/g) {
-        my $attributes = $1;
+    my ($path) = @_;
+    my (@records, $root);
+    my $parsed = parse_file($path, sub {
+        my ($depth, $name, $attributes) = @_;
+        $root //= $name;
+        return unless $depth == 2 && $root eq 'UpdateInfo';
         my %record;
-        while ($attributes =~ /([\w.:-]+)\s*=\s*"([^"]*)"/g) {
-            my ($name, $value) = ($1, xml_unescape($2));
-            my ($known) = grep { lc($_) eq lc($name) } @FIELDS;
-            $record{$known // $name} = $value;
+        for my $given (keys %$attributes) {
+            my ($known) = grep { lc($_) eq lc($given) } @FIELDS;
+            $record{$known // $given} = $attributes->{$given};
         }
         push(@records, \%record) if defined $record{ProductID};
-    }
-    return \@records;
+    });
+    return $parsed ? \@records : [];
 }
 
 # Ids of the registered products, for a report about all of them (id 0).
 sub inventory_ids {
     my ($home) = @_;
-    my $text = read_file("$home/conf/zr-inventory");
     my @ids;
-    push(@ids, $1) while $text =~ /<ProductInfo\b[^>]*?\bid\s*=\s*"(\d+)"/gi;
+    parse_file("$home/conf/zr-inventory", sub {
+        my (undef, $name, $attributes) = @_;
+        return unless $name eq 'ProductInfo';
+        my ($id) = map { $attributes->{$_} } grep { lc($_) eq 'id' } keys %$attributes;
+        push(@ids, $id) if defined $id && $id =~ /^\d+$/;
+    });
     return @ids;
 }
 
@@ -153,7 +166,10 @@ sub document_text {
         $text .= '<Product'
             . join('', map { " $_=\"" . xml_escape($record->{$_} // '') . '"' } @names) . "/>\n";
     }
-    return $text . "</UpdateInfo>\n";
+    $text .= "</UpdateInfo>\n";
+    # Values read back are Perl text; the file is UTF-8, as it says.
+    utf8::encode($text);
+    return $text;
 }
 
 # Replaces `path` with `text`: a new file beside it, written and synced, then
@@ -191,7 +207,7 @@ sub main {
         or fail("cannot open the lock file: $!");
     flock($lock, LOCK_EX) or fail("cannot lock: $!");
 
-    my $records = read_records(read_file($path));
+    my $records = read_records($path);
     my @ids = $opt->{id} == 0 ? inventory_ids($home) : ();
     @ids = ($opt->{id}) unless @ids;
     my @t = localtime;

@@ -40,7 +40,7 @@ assert_missing "$ZRUPDATE_DELAY_STATUS_FILE"
 ln -s "$ZR_SCRATCH/victim" "$ZRUPDATE_DELAY_STATUS_FILE"
 add_cleanup "rm -f '$ZRUPDATE_DELAY_STATUS_FILE'"
 mark_log
-zr -P --id 9
+zr -P --id 9 --debug
 assert_eq 255 "$RC" "status through a planted link"
 assert_missing "$ZR_SCRATCH/victim"
 assert_contains "$(new_log_text)" "failed to write packages to $ZRUPDATE_DELAY_STATUS_FILE" "log of the refusal"
@@ -48,7 +48,7 @@ rm -f "$ZRUPDATE_DELAY_STATUS_FILE"
 
 expect 255 "" -P --action install
 mark_log
-zr -P --action install --id 5
+zr -P --action install --id 5 --debug
 assert_eq 255 "$RC" "install of an id not in the list"
 assert_contains "$(new_log_text)" "ZRUpdate: failed to install delay package, NO such id: 5" "log of a missing id"
 

@@ -36,6 +36,7 @@ cp "$LOG" "$ZR_SCRATCH/log-before"
 for state in full read-only; do
   [[ $state == full ]] || mount -o remount,ro "$ZRUPDATE_HOME" || fail "remount read-only"
   expect 253 "" -r --id 9 --name Nine --path /opt/p9 --version 9.0
+  assert_eq "ZRUpdate: cannot write $CONF/zr-inventory; see $LOG" "$ERR" "failure named, $state"
   assert_same_file "$ZR_SCRATCH/inventory-before" "$CONF/zr-inventory" "inventory, $state"
   # Replacing an existing product removes it first; that change must not
   # survive alone either.
@@ -45,6 +46,8 @@ for state in full read-only; do
   assert_same_file "$ZR_SCRATCH/inventory-before" "$CONF/zr-inventory" "inventory after a failed deregistration, $state"
   expect 0 "ZRUpdate: network settings are changed
 " -S --server full1 --timeout 12
+  # Standard output and status as ever, but the lost change is named.
+  assert_eq "ZRUpdate: cannot write $CONF/zr-network; see $LOG" "$ERR" "lost settings named, $state"
   assert_same_file "$ZR_SCRATCH/network-before" "$CONF/zr-network" "network settings, $state"
   expect 0 "3.0.0.0
 " -v --id 3
@@ -54,7 +57,7 @@ mount -o remount,rw "$ZRUPDATE_HOME" || fail "remount read-write"
 
 # With space again, everything works and nothing is left behind.
 rm "$CONF/filler" "$CONF/filler2"
-expect 0 "" -r --id 9 --name Nine --path /opt/p9 --version 9.0
+expect 0 "" -r --id 9 --name Nine --path /opt/p9 --version 9.0 --debug
 expect 0 "9.0.0.0
 " -v --id 9
 assert_eq "filler-free" "$( ls -A "$CONF" | grep -vxE 'zr-inventory|zr-network' || echo filler-free)" \

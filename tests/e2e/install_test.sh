@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# cmake --install lays down the program, the man page and the home with its
+# cmake --install lays down the programs, their man pages and the home with its
 # first documents; a second install keeps an edited inventory.
 source "$(dirname "$0")/lib.sh"
 
@@ -15,7 +15,9 @@ install_once() {
 
 install_once
 [[ -x "$stage$prefix/bin/ZRUpdate" ]] || fail "program not installed"
-[[ -f "$stage$prefix/share/man/man1/ZRUpdate.1" ]] || fail "man page not installed"
+for page in man1/ZRUpdate.1 man1/zrupload.1 man8/zrupdate-init.8; do
+  [[ "$(zcat "$stage$prefix/share/man/$page.gz" | head -c 4)" == ".TH " ]] || fail "man page $page not installed"
+done
 for dir in conf logs bin tmp; do
   [[ -d "$home/$dir" ]] || fail "home directory $dir/ missing"
 done

@@ -41,7 +41,7 @@ SerialNo:    SN-1
 mark_log
 expect 0 "" -r --id 42 --name "Scan Engine" --path /opt/Orvanta/scan --desc "Engine & more" \
   --lang-code en --oem "<OEM>" --serialno SN-1 --parent "1000,7" --version 2.5 \
-  --version-status beta --version-desc "first \"beta\""
+  --version-status beta --version-desc "first \"beta\"" --debug
 assert_eq "debug	ZRUpdate: register product successful: ${SCAN_FIELDS} (2.5,beta,first \"beta\")" \
   "$(new_log_text)" "registration log message"
 SCAN_BLOCK="${SCAN_FIELDS}Version:     2.5.0.0
@@ -123,7 +123,7 @@ ProductID:   1000" "missing attributes give empty values"
 
 # --- deregistration ---
 mark_log
-expect 0 "" -d --id 7 --name "not compared"
+expect 0 "" -d --id 7 --name "not compared" --debug
 assert_eq "debug	ZRUpdate: deregister product successful: ProductID:   7
 ProductName: Seven
 Installpath: /opt/7
@@ -131,15 +131,18 @@ Installpath: /opt/7
 expect 255 "No any products exist in inventory" -s --id 7
 cp "$CONF/zr-inventory" "$ZR_SCRATCH/before"
 mark_log
-expect 252 "" --deregister --id 7 --name Seven
+expect 252 "" --deregister --id 7 --name Seven --debug
 assert_eq "debug	ZRUpdate: deregister product failed: ProductID:   7
 ProductName: Seven
 Installpath: 
  ()" "$(new_log_text)" "failed deregistration log message"
 assert_same_file "$ZR_SCRATCH/before" "$CONF/zr-inventory" "failed deregistration"
 
-# Removing every product leaves an empty list.
+# Removing every product leaves an empty list; without --debug the debug
+# lines of a change stay out of the log.
+mark_log
 expect 0 "" -d --id 42 --name x
+assert_eq "" "$(new_log_text)" "no debug line without --debug"
 expect 0 "" -d --id 1000 --name x
 expect 255 "No any products exist in inventory" -s
 expect 0 "0

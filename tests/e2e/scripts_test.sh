@@ -35,6 +35,28 @@ chattr +i "$CONF" 2>/dev/null && add_cleanup "chattr -i '$CONF'" && {
   chattr -i "$CONF"
 }
 
+# A record spelt any way XML allows is kept through a report about another
+# product: quotes of either kind, character references, tabs and line breaks
+# in values; a record inside a comment is no record.
+cat >"$record" <<'EOF'
+<?xml version="1.0" encoding="UTF-8"?>
+<!-- <Product ProductID="7" LastUpdateStatus="ghost"/> -->
+<UpdateInfo>
+<Product productid='1000' LastUpdate='2026-01-02 03:04:05' LastUpdateStatus="install"
+  UpdateMessage='Caf&#233; &amp; &lt;co&gt; &quot;x&quot;&#9;tab&#10;line&#13;end'/>
+</UpdateInfo>
+EOF
+status --id 7 --status request || fail "report beside a record in single quotes"
+xmllint --noout "$record" || fail "record no longer XML"
+assert_eq "1" "$(xmllint --xpath 'count(/UpdateInfo/*[@ProductID=7])' "$record")" "commented record"
+message=$'Caf\u00e9 & <co> "x"\ttab\nline\rend'
+assert_eq "$message" "$(xmllint --xpath 'string(//*[@ProductID=1000]/@UpdateMessage)' "$record")" \
+  "message after a round trip"
+zr -s
+assert_contains "$OUT" "LastUpdate: 2026-01-02 03:04:05" "status of the record in single quotes"
+assert_contains "$OUT" "UpdateMessage: $message" "message shown by the status command"
+assert_contains "$OUT" "LastUpdateStatus: request" "status of the new report"
+
 # The run lock.
 lock() { perl "$ZRUPDATE_HOME/bin/write_lock.pl" "$@"; }
 sleep 60 & holder=$!

@@ -6,7 +6,7 @@
 #   start_nginx DOCROOT [CERT KEY] -> NGINX_PORT     (files, Range answered 206; TLS with CERT)
 #   start_tinyproxy USER PASS    -> TINYPROXY_PORT   (Basic credentials; CONNECT to any port)
 #   start_recorder ANSWER...     -> RECORDER_PORT, RECORDER_DIR (see peers/recorder.py)
-#   start_tls_peer CERT KEY [CA] -> TLS_PEER_PORT    (see peers/tls_peer.py)
+#   start_tls_peer CERT KEY [CA] -> TLS_PEER_PORT, TLS_PEER_DIR (see peers/tls_peer.py)
 #   make_cert DIR NAME CN [CA]   certificates made at test time
 #
 # Call them directly (not in $(...)): they set the variables in this shell.
@@ -151,24 +151,33 @@ start_recorder() {  # ANSWER...
 }
 
 # make_cert DIR NAME CN [CA_NAME]: DIR/NAME.crt and DIR/NAME.key, made now,
-# for the common name CN: self-signed, or issued by DIR/CA_NAME.crt.
+# for the common name CN: self-signed, or issued by DIR/CA_NAME.crt. A CN
+# that is a host name or an address is also the certificate's DNS or IP
+# alternative name, as servers' certificates carry it.
 make_cert() {
-  local dir="$1" name="$2" cn="$3" ca="${4:-}"
+  local dir="$1" name="$2" cn="$3" ca="${4:-}" san=()
+  if [[ "$cn" =~ ^[0-9.]+$ ]]; then
+    san=(-addext "subjectAltName=IP:$cn")
+  elif [[ "$cn" =~ ^[A-Za-z0-9.*-]+$ ]]; then
+    san=(-addext "subjectAltName=DNS:$cn")
+  fi
   if [[ -z "$ca" ]]; then
     openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes -days 2 \
-      -subj "/CN=$cn" -keyout "$dir/$name.key" -out "$dir/$name.crt" 2>/dev/null
+      -subj "/CN=$cn" "${san[@]}" -keyout "$dir/$name.key" -out "$dir/$name.crt" 2>/dev/null
   else
     openssl req -new -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes \
-      -subj "/CN=$cn" -keyout "$dir/$name.key" -out "$dir/$name.csr" 2>/dev/null &&
+      -subj "/CN=$cn" "${san[@]}" -keyout "$dir/$name.key" -out "$dir/$name.csr" 2>/dev/null &&
       openssl x509 -req -in "$dir/$name.csr" -CA "$dir/$ca.crt" -CAkey "$dir/$ca.key" \
-        -CAcreateserial -days 2 -out "$dir/$name.crt" 2>/dev/null
+        -CAcreateserial -copy_extensions copy -days 2 -out "$dir/$name.crt" 2>/dev/null
   fi
 }
 
-# start_tls_peer CERT KEY [CLIENT_CA] -> TLS_PEER_PORT (see peers/tls_peer.py)
+# start_tls_peer CERT KEY [CLIENT_CA] -> TLS_PEER_PORT, TLS_PEER_DIR (see
+# peers/tls_peer.py; TLS_PEER_DIR/names lists the server names asked for)
 start_tls_peer() {
   start_python_peer tls_peer.py "$@" || return 1
   TLS_PEER_PORT=$PEER_PORT
+  TLS_PEER_DIR=$PEER_DIR
 }
 
 # start_update_server NAME ROOT [OPTIONS...]: the reference update server

@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # zrupload and the uploader client: the exact requests of the four
 # exchanges, the walk over the servers (refused, silent, answering, 404),
-# bodies stored up to Content-Length, an empty server list, a missing sample
-# and an upload through a proxy with credentials.
+# bodies stored up to Content-Length and byte for byte, an empty server list,
+# input refused before connecting and an upload through a proxy with
+# credentials.
 source "$(dirname "$0")/lib.sh"
 source "$(dirname "$0")/servers.sh"
 
@@ -96,16 +97,61 @@ assert_eq 2 "$?" "exit status without servers"
 assert_not_contains "$(cat trace.txt)" "AF_INET" "traffic without servers"
 assert_contains "$(new_log_text)" $'debug\tZRUploader: No server is available in server store' "log without servers"
 
-# 4. A sample file that does not exist: nothing is sent to any server.
+# 4. Input that cannot be sent is refused before any connection, naming the
+# file or the header: a missing, an unreadable and a folder input, and a
+# value with a line break (the request would drop it). The recorder answers
+# one connection only, so the upload after them succeeds only when none of
+# them connected.
 start_recorder ok10
 write_network "$CONF/zr-network" "$HTTP_ATTRS" "127.0.0.1:$RECORDER_PORT"
 mark_log
-upload sample d name md5 no-such-file
-assert_eq 2 "$UP_RC" "exit status for a missing sample"
-assert_contains "$(new_log_text)" $'info\tConnecting to 127.0.0.1:'"$RECORDER_PORT failed" "log for a missing sample"
-[[ ! -s "$RECORDER_DIR/request.1" ]] || fail "bytes sent for a missing sample"
+refused() {  # MESSAGE ARGS...
+  local want="$1"
+  shift
+  upload "$@"
+  assert_eq 3 "$UP_RC" "exit status for refused input: $*"
+  assert_eq "zrupload: $want" "$UP_ERR" "message for refused input: $*"
+}
+refused "cannot read the input file no-such-file: No such file or directory" sample d name md5 no-such-file
+mkdir -p a-folder
+refused "cannot read the input file a-folder: it is a folder" report d a-folder
+refused "cannot read the input file a-folder: it is a folder" request a-folder refused-request.out
+refused "the value of X-ZR-Virus-Name holds a line break" sample d $'EICAR\r\nX-Injected: 1' md5 sample.bin
+refused "the value of X-ZR-Serial-No holds a line break" --serial $'SN\n' config d refused-config.out
+# Root reads any file whatever its mode: without the capabilities that let
+# it, a mode-000 file is unreadable to root as to anybody.
+printf 'secret\n' >unreadable.txt
+chmod 000 unreadable.txt
+reader=()
+[[ "$(id -u)" -ne 0 ]] ||
+  reader=(setpriv --inh-caps -dac_override,-dac_read_search --bounding-set -dac_override,-dac_read_search)
+"${reader[@]}" "$ZR_UPLOAD" report d unreadable.txt >/dev/null 2>up.err
+assert_eq 3 "$?" "exit status for an unreadable report"
+assert_eq "zrupload: cannot read the input file unreadable.txt: Permission denied" "$(cat up.err)" \
+  "message for an unreadable report"
+assert_contains "$(new_log_text)" $'info\tZRUploader: cannot read the input file no-such-file' "log of a refusal"
+assert_missing refused-config.out
+assert_missing refused-request.out
+upload report d report.txt
+assert_eq 0 "$UP_RC" "upload after the refused ones ($UP_ERR)"
+assert_contains "$(head -n 1 "$RECORDER_DIR/request.1")" "POST http://127.0.0.1:$RECORDER_PORT/zr-upload-report" \
+  "the first connection the server saw"
 
-# 5. The reference update server keeps what it receives, with its headers.
+# 5. Answers are stored byte for byte, NUL bytes included, with and without
+# a Content-Length.
+{ printf 'MZ\0\0\1\377'; head -c 2994 /dev/urandom; } >answer.bin
+{ printf 'HTTP/1.0 200 OK\r\nContent-Length: 3000\r\n\r\n'; cat answer.bin; } >binary-sized
+{ printf 'HTTP/1.0 200 OK\r\n\r\n'; cat answer.bin; } >binary-to-end
+start_recorder binary-sized binary-to-end
+write_network "$CONF/zr-network" "$HTTP_ATTRS" "127.0.0.1:$RECORDER_PORT"
+upload config 2026-11-23 binary-config.out
+assert_eq 0 "$UP_RC" "binary config answer ($UP_ERR)"
+assert_same_file answer.bin binary-config.out "binary config answer with its length"
+upload request request.xml binary-request.out
+assert_eq 0 "$UP_RC" "binary request answer ($UP_ERR)"
+assert_same_file answer.bin binary-request.out "binary request answer to the end of the stream"
+
+# 6. The reference update server keeps what it receives, with its headers.
 mkdir -p packages uploads
 printf '{"packages": []}\n' >packages/manifest.json
 start_update_server ref packages --upload-dir "$ZR_SCRATCH/uploads" --upload-answer '<UploadConfig max="5"/>'
@@ -121,7 +167,7 @@ assert_same_file sample.bin uploads/003-zr-upload-send.body "sample kept by the 
 assert_same_file report.txt uploads/004-zr-upload-report.body "report kept by the reference server"
 assert_contains "$(cat uploads/003-zr-upload-send.headers)" '"X-ZR-Virus-Name": "EICAR-Test"' "sample headers"
 
-# 6. Through a proxy with Basic credentials (tinyproxy refuses a request
+# 7. Through a proxy with Basic credentials (tinyproxy refuses a request
 # without them).
 command -v tinyproxy >/dev/null || skip "tinyproxy is not installed"
 start_tinyproxy uploader 's3cret'

@@ -10,8 +10,8 @@
 #include <cstring>
 #include <string>
 
-#include "FileLock.h"
 #include "IoScratch.h"
+#include "io/FileLock.h"
 #include "io/SafeOpen.h"
 
 namespace {

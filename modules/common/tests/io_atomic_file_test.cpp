@@ -400,6 +400,41 @@ TEST(AtomicFileInPlace, NodesAreWrittenNeverReplaced) {
     EXPECT_EQ(folderNames(scratch.path()), (std::vector<std::string>{"doc", "fifo", "null"}));
 }
 
+// A document with a mode limit (credentials): created private whatever the
+// umask, narrowed when replaced, a stricter mode kept.
+TEST(AtomicFileReplace, ModeLimitKeepsDocumentPrivate) {
+    ScratchDir scratch;
+    std::string doc = scratch / "zr-network";
+    auto replacePrivate = [&](const std::string& text) {
+        return AtomicFile::replace(String(doc.c_str()), text.data(), static_cast<int>(text.size()),
+                                   AtomicFile::PRIVATE_MODE);
+    };
+    mode_t oldMask = umask(0);
+    replacePrivate(kOld);
+    umask(oldMask);
+    EXPECT_EQ(modeOf(doc), 0600u);
+    for (mode_t before : {0644, 0755, 0400}) {
+        ASSERT_EQ(chmod(doc.c_str(), before), 0);
+        EXPECT_EQ(replacePrivate(kNew), AtomicFile::REPLACED);
+        EXPECT_EQ(modeOf(doc), before & 0600u) << before;
+    }
+
+    // Its owner rewriting it in place (no new file allowed in the folder)
+    // narrows it as well.
+    ASSERT_EQ(chown(doc.c_str(), 65534, 65534) | chmod(doc.c_str(), 0644), 0);
+    ASSERT_EQ(chmod(scratch.path().c_str(), 0755), 0);
+    pid_t child = fork();
+    if (child == 0) {
+        bool ok = setgroups(0, nullptr) == 0 && setgid(65534) == 0 && setuid(65534) == 0;
+        _exit(ok && replacePrivate(kOld) == AtomicFile::WRITTEN_IN_PLACE ? 0 : 1);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(readText(doc), kOld);
+    EXPECT_EQ(modeOf(doc), 0600u);
+}
+
 // A product's script under its own account may write the document but not
 // make files in its folder (0755), or not give a new file the document's
 // owner (0777): the document is then rewritten in place, owner and mode kept.

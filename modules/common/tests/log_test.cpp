@@ -17,8 +17,8 @@
 #include <vector>
 
 #include "Exception.h"
-#include "FileLock.h"
 #include "NameValuePairs.h"
+#include "io/FileLock.h"
 #include "io/StringOutputStream.h"
 #include "xml_test_support.h"
 
@@ -134,6 +134,7 @@ TEST_F(LogTest, LineFormats) {
     record.add(String("first"), TypedValue("a\tb"));
     record.add(String("second"), TypedValue("c"));
     record.add(String("count"), TypedValue(42L));
+    Log::setLevel(Log::LEVEL_DEBUG);
     {
         FileLog file(log.c_str());
         file.log(String("plain message"));
@@ -193,6 +194,41 @@ TEST_F(LogTest, ProcessWideLogsAndSwitches) {
     EXPECT_TRUE(out.getString().isEmpty());
 }
 
+// Debug lines are written only at the debug level; the file is not open to
+// every user; no credential of a logged request reaches the file.
+TEST_F(LogTest, LevelModeAndMaskedCredentials) {
+    mode_t saved = umask(022);
+    FileLog file(log.c_str());
+    umask(saved);
+    file.log(String("request details"), Log::LEVEL_DEBUG);
+    file.log(String("kept"), Log::LEVEL_ERROR);
+    Log::setDebug(true);
+    file.log(String("now written"), Log::LEVEL_DEBUG);
+    Log::setDebug(false);
+    file.log(String("dropped again"), Log::LEVEL_DEBUG);
+    file.log(String("CONNECT h:443 HTTP/1.0\r\nProxy-authorization: Basic dTpzZWNyZXQ=\r\n"
+                    "AUTHORIZATION:Bearer  tok\r\nauthorization: bare\r\nAuthorization:\r\nX: y"));
+    StringOutputStream plain;
+    Log base(&plain);
+    base.log(String("debug text"), Log::LEVEL_DEBUG);
+    base.log(String("Authorization: Basic c2VjcmV0"));
+
+    std::string text = readFile(log);
+    size_t connect = text.find("CONNECT");
+    ASSERT_NE(connect, std::string::npos) << text;
+    EXPECT_EQ(text.substr(connect),
+              "CONNECT h:443 HTTP/1.0\r\nProxy-authorization: Basic ****\r\n"
+              "AUTHORIZATION:Bearer  ****\r\nauthorization: ****\r\nAuthorization:\r\nX: y\n");
+    std::istringstream head(text.substr(0, connect));
+    Lines first;
+    for (std::string line; std::getline(head, line);) first.push_back(afterStamp(line));
+    EXPECT_EQ(first, (Lines{"error\tkept", "debug\tnow written", ""}));
+    EXPECT_STREQ(plain.getString().c_str(), "Authorization: Basic ****\n");
+    struct stat info;
+    ASSERT_EQ(stat(log.c_str(), &info), 0);
+    EXPECT_EQ(info.st_mode & 0777, 0640u);
+}
+
 TEST_F(LogTest, MainAndDebugLogsUseStandardErrorUntilAFileIsOpened) {
     EXPECT_EQ(afterStamp(writtenBeforeMain), "warning\tlogged before main\n");
 
@@ -228,13 +264,13 @@ TEST_F(LogTest, OpenAppendsAndReportsFailures) {
     EXPECT_TRUE(file.open(log.c_str()));  // the same file again: appended to
     file.log(String("two"));
     EXPECT_EQ(messages(log), (Lines{"one", "two"}));
-    // The log as the umask allows; its lock files in the temporary folder
-    // open to every user.
+    // The log closed to other users (0640 as the umask allows); its lock
+    // files in the temporary folder open to every user.
     mode_t mask = umask(0);
     umask(mask);
     struct stat info;
     ASSERT_EQ(stat(log.c_str(), &info), 0);
-    EXPECT_EQ(info.st_mode & 0777, 0666u & ~mask);
+    EXPECT_EQ(info.st_mode & 0777, 0640u & ~mask);
     for (const char* suffix : {".lock", ".rlock"}) {
         std::string lock = lockPath(suffix);
         ASSERT_EQ(stat(lock.c_str(), &info), 0) << lock;
@@ -372,6 +408,7 @@ TEST_F(LogTest, RotationKeepsTheNewestCopies) {
     Log::setMaxSizeKB(0);
     DebugLog debug(log.c_str());
     debug.setLimits(1, 2);
+    Log::setLevel(Log::LEVEL_DEBUG);
     for (tag = 1; tag <= 5; ++tag) debug.log(bigLine(tag), 3);
     EXPECT_EQ(tagOf(log), 5);
     EXPECT_EQ(tagOf(copy(1)), 4);

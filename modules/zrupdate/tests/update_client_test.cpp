@@ -13,6 +13,8 @@
 #include "client/ZRUpdateClient.h"
 #include "io/File.h"
 #include "store/ZRUpdateStore.h"
+#include "util/FailureNote.h"
+#include "util/Log.h"
 
 TEST(UpdateClientTest, SocketCodesByPrefixAndProxy) {
     const struct {
@@ -38,6 +40,48 @@ TEST(UpdateClientTest, SocketCodesByPrefixAndProxy) {
     }
     EXPECT_EQ(nullptr, ZRClientLog::socketCode("file size is incorrect", false));
     EXPECT_EQ(nullptr, ZRClientLog::socketCode("x EC_READ_FAILED", false));
+}
+
+// The account of a failure a person is shown, and which of several failures
+// of one run it is: a later one replaces an earlier, a lost change stays.
+TEST(UpdateClientTest, FailureSummariesForThePerson) {
+    const char* const connect = "EC_ZRUPDATE_CONNECT_ERROR";
+    const struct {
+        const char* message;
+        const char* code;
+        const char* summary;
+    } cases[] = {
+        {"Connecting to h failed", connect, "no update server answered"},
+        {"Connecting to h failed: EC_CONNECT_REFUSED: refused", connect,
+         "no update server answered"},
+        {"Connecting to h failed: SSL: certificate verify failed: 18", connect,
+         "an update server's certificate failed the check"},
+        {"Connecting to h failed: EC_PROXY_FAILED: http tunnel failed", connect,
+         "the proxy refused the connection"},
+        {"ZRUpdate: http response: 403", "EC_ZRUPDATE_UPDATE_ERROR",
+         "an update server refused the request (HTTP 403)"},
+        {"ZRUpdate: read server settings failed", "EC_ZRUPDATE_BAD_CONFIG",
+         "read server settings failed"},
+    };
+    for (const auto& c : cases) {
+        EXPECT_STREQ(c.summary, ZRClientLog::summary(String(c.message), c.code).c_str())
+            << c.message;
+    }
+
+    FailureNote::clear();
+    Log::setEnabled(false);  // the lines would go to standard error
+    String shown;
+    ZRClientLog::failure(String("Connecting to a failed"), connect);
+    EXPECT_FALSE(FailureNote::toShow(false, shown));  // another server may still answer
+    ZRClientLog::failure(String("ZRUpdate: http response: 500"), "EC_ZRUPDATE_UPDATE_ERROR");
+    ASSERT_TRUE(FailureNote::toShow(true, shown));
+    EXPECT_STREQ("an update server refused the request (HTTP 500)", shown.c_str());
+    FailureNote::record(String("cannot write conf/zr-network"), FailureNote::ALWAYS);
+    ZRClientLog::failure(String("Connecting to b failed"), connect);
+    ASSERT_TRUE(FailureNote::toShow(false, shown));
+    EXPECT_STREQ("cannot write conf/zr-network", shown.c_str());
+    FailureNote::clear();
+    Log::setEnabled(true);
 }
 
 class UpdateClientStoreTest : public ::testing::Test {

@@ -23,6 +23,8 @@ int main(int argc, char** argv) {
     String logPath = ZRStoreFile::homeFile("logs/zrupdate.log");
     File(File(logPath).getParent()).mkdirs();
     Log::openLog(logPath.c_str());
+    // The tests read the debug lines (answers, diagnostics) too.
+    Log::setLevel(Log::LEVEL_DEBUG);
     if (!ZRUpdateStore::instance().load(ZRStoreFile::homeFile(ZRStateFiles::INVENTORY).c_str()) ||
         !ZRNetConfig::instance().load(ZRStoreFile::homeFile(ZRStateFiles::NETWORK).c_str())) {
         std::puts("bad state files");

@@ -11,7 +11,8 @@ serves at most 20 connections, one at a time, by the path of the request:
   /stall  answers the head, then the first bytes of a TLS record whose rest
           never comes, and waits for the client to go.
 With CLIENT_CA it asks for a client certificate issued by that CA and
-answers "client=" and the certificate's common name.
+answers "client=" and the certificate's common name. Each handshake adds a
+line to DIR/names: the server name the client sent, or "-" for none.
 Each wait is bounded (30 s), so a client that never comes cannot hold it.
 """
 import os
@@ -52,6 +53,13 @@ def main():
     if client_ca:
         context.verify_mode = ssl.CERT_REQUIRED
         context.load_verify_locations(client_ca)
+    names_file = os.path.join(out_dir, "names")
+
+    def record_name(_conn, name, _context):
+        with open(names_file, "a") as f:
+            f.write((name or "-") + "\n")
+
+    context.sni_callback = record_name
     listener = socket.socket()
     listener.bind(("127.0.0.1", 0))
     listener.listen(8)

@@ -37,6 +37,16 @@ class AtomicFile {
     //   the caller should say the save was not crash-safe.
     static Outcome replace(const String& path, const char* data, int length);
 
+    // Permission bits a document may have at most: a private document
+    // (credentials) is written with PRIVATE_MODE. A new file is created with
+    // 0666 & limit (less the umask); a replaced one keeps its mode & limit,
+    // so a stricter mode an administrator gave it stays and a wider one is
+    // narrowed. A file rewritten in place is narrowed the same way when this
+    // process may change its mode.
+    static const mode_t ANY_MODE = 07777;
+    static const mode_t PRIVATE_MODE = 0600;
+    static Outcome replace(const String& path, const char* data, int length, mode_t limit);
+
     // The system calls replace() makes, so that tests can make each step
     // fail. Names are relative to the descriptor of the document's folder.
     // Each returns what the system call does (-1 with errno on failure).
@@ -56,7 +66,7 @@ class AtomicFile {
     static const SystemCalls& systemCalls();
     // replace() through the given calls; for tests only.
     static Outcome replace(const String& path, const char* data, int length,
-                           const SystemCalls& calls);
+                           const SystemCalls& calls, mode_t limit = ANY_MODE);
 };
 
 #endif

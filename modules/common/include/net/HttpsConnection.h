@@ -5,7 +5,9 @@
 
 // An HTTP exchange over TLS: connects with a TLS socket, through a proxy
 // by a CONNECT tunnel (the proxy credentials travel only in the CONNECT
-// text), then runs the handshake before the request is sent.
+// text), then runs the handshake before the request is sent. The URL's host
+// is the name sent to the server and the one its certificate is checked
+// against, whether the socket reaches the server or a proxy.
 class HttpsConnection : public HttpConnection {
   public:
     HttpsConnection();
@@ -16,7 +18,8 @@ class HttpsConnection : public HttpConnection {
     // failed") and runs the handshake. Socket and TLS exceptions propagate.
     bool connect() override;
     // The trusted certificates for this connection: with a certificate file
-    // the server is verified against it. Returns true.
+    // the server is verified against it, and its certificate must name the
+    // host of the request's URL. Returns true.
     bool setVerifyLocations(const String& caPath, const String& caFile);
 
   private:

@@ -47,8 +47,8 @@ class SSLClient {
     // 1 TLS 1.0 only; anything else the newest protocol both sides speak.
     static void setVersion(int version);
     static void setVerifyServer(bool on);
-    // 0 none, 1 compare the common name but accept a mismatch, 2 a mismatch
-    // is fatal.
+    // 0 none, 1 compare the names but accept a mismatch, 2 a mismatch is
+    // fatal. With server verification on a mismatch is always fatal.
     static void setHostCheck(int level);
     static void setCipherList(const String& list);
     // Types "PEM", "DER" or "ENG".
@@ -62,9 +62,17 @@ class SSLClient {
     // exception when it returns.
     static void timedOut();
 
-    // Whether a certificate common name `cn` names `host`: equal bytes, or
-    // "*.rest" where "*" stands for exactly the first label of the host.
-    static bool hostMatches(const String& cn, const String& host);
+    // Whether `cert` names `host`: an IPv4 or IPv6 address among its IP
+    // names, a host name among its DNS names ("*" standing for exactly the
+    // first label, letters in any case), or, unless `alternativeNamesOnly`,
+    // in its common name when it has no DNS names.
+    static bool certificateNames(X509* cert, const String& host, bool alternativeNamesOnly);
+    // Whether `host` is an IPv4 or IPv6 address rather than a name.
+    static bool isAddressLiteral(const String& host);
+
+    // The host the peer's certificate must name (the host of the URL); when
+    // none is set, the host name of the socket's remote address.
+    void setPeerName(const String& name);
 
     // Handshake on the socket's descriptor and the peer checks; 0, or
     // throws SSLException (the text says which step failed).
@@ -88,8 +96,10 @@ class SSLClient {
   private:
     void makeContext();
     void handshake(SSLClientSocket& socket);
-    void checkPeer(SSLClientSocket& socket);
-    void checkHostName(SSLClientSocket& socket);
+    String targetHost(SSLClientSocket& socket);
+    void nameTarget(const String& host);
+    void checkPeer(const String& host);
+    void checkHostName(const String& host);
     // Records what SSL_get_error says the last call needs; true when it
     // needs the peer.
     bool noteWant(int error);
@@ -100,6 +110,7 @@ class SSLClient {
     long verifyResult;
     int fd;
     short want;
+    String peerName;
 };
 
 #endif

@@ -40,6 +40,9 @@ class SSLClientSocket : public ClientSocket {
     // -1 when caFile is null; otherwise sets the process-wide verification
     // locations (which turns verification on) and returns 0.
     int setVerifyLocations(const char* caPath, const char* caFile);
+    // The host the server's certificate must name and that is sent to it as
+    // the server name, when it differs from the host connected to (a proxy).
+    void setPeerName(const String& name);
 
     // Milliseconds one TLS operation may take: the whole seconds of the
     // time-out, or -1 (no limit) when the time-out is below one second.

@@ -1,7 +1,7 @@
 #ifndef ZR_UTIL_LOG_H
 #define ZR_UTIL_LOG_H
 
-#include "FileLock.h"
+#include "io/FileLock.h"
 #include "String.h"
 
 class NameValuePairs;
@@ -45,6 +45,20 @@ class Log {
     // The word written for `level`: "warning", "error", "debug", else "info".
     static const char* levelWord(int level);
 
+    // The most detailed level written by every log. LEVEL_INFO (the start)
+    // writes info, warning and error lines and drops the debug ones, which
+    // hold whole requests and answers; LEVEL_DEBUG writes them too.
+    static void setLevel(int level);
+    static int getLevel();
+    // Whether a line of `level` is written at the current level.
+    static bool admits(int level);
+
+    // `text` with the credentials of every "Authorization:" and
+    // "Proxy-Authorization:" header (any case) replaced by "****"; the scheme
+    // word in front of them ("Basic") stays. Every log line passes through
+    // it, so no password reaches a log file, whatever logged the text.
+    static String maskCredentials(const String& text);
+
     // --- process-wide logs and settings ---
     static void setMode(const int& m);
     static int getMode();
@@ -60,6 +74,8 @@ class Log {
     // The debug log while it is enabled, else the null log.
     static Log* getLog();
     static DebugLog* getDebugLog();
+    // Enables the debug log and sets the level to LEVEL_DEBUG (on) or
+    // LEVEL_INFO (off).
     static void setDebug(bool on);
     static bool isDebug();
     static bool openDebugLog(const char* path);
@@ -90,6 +106,7 @@ class Log {
 
   private:
     static bool enabled;
+    static int level;
     static int mode;
     static int maxSizeKB;
     static int maxCount;
@@ -121,7 +138,8 @@ class FileLog : public Log {
 
     // Points the log at `path`: "" means standard error (returns false); an
     // already open descriptor on the same file is kept; otherwise the file is
-    // opened for appending, created with mode 0666 when missing. A file that
+    // opened for appending, created with mode 0640 (less the umask) when
+    // missing, as the system's own logs are: it names hosts and products. A file that
     // cannot be opened gives false, and lines are then dropped until an open
     // succeeds. No write of a log ever throws.
     virtual bool open(const char* path);

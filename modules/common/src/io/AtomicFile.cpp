@@ -191,6 +191,11 @@ AtomicFile::Outcome AtomicFile::replace(const String& path, const char* data, in
     return replace(path, data, length, kRealCalls);
 }
 
+AtomicFile::Outcome AtomicFile::replace(const String& path, const char* data, int length,
+                                        mode_t limit) {
+    return replace(path, data, length, kRealCalls, limit);
+}
+
 namespace {
 
 // Writes the document into the existing file `target` itself. A regular file
@@ -200,10 +205,17 @@ namespace {
 // reason the crash-safe way was not possible), or the open's own for a node.
 AtomicFile::Outcome writeInPlace(const String& path, const String& target, bool regular,
                                  const char* data, int length,
-                                 const AtomicFile::SystemCalls& calls, int refusedError) {
+                                 const AtomicFile::SystemCalls& calls, int refusedError,
+                                 mode_t limit = AtomicFile::ANY_MODE) {
     int flags = O_WRONLY | O_NOFOLLOW | O_CLOEXEC | (regular ? 0 : O_NONBLOCK);
     int fd = open(target.c_str(), flags);
     if (fd < 0) fail(path, regular ? refusedError : errno);
+    // Narrowed before the new bytes are in; a caller that may not change
+    // the mode writes all the same, as the file's owner allowed.
+    struct stat info;
+    if (regular && fstat(fd, &info) == 0 && (info.st_mode & 07777 & ~limit) != 0) {
+        calls.fchmod(fd, info.st_mode & 07777 & limit);
+    }
     bool written = writeAll(calls, fd, data, length) &&
                    (!regular || (ftruncate(fd, length) == 0 && calls.fsync(fd) == 0));
     int error = errno;
@@ -225,7 +237,7 @@ bool refusedToCaller(int error) {
 }  // namespace
 
 AtomicFile::Outcome AtomicFile::replace(const String& path, const char* data, int length,
-                                        const SystemCalls& calls) {
+                                        const SystemCalls& calls, mode_t limit) {
     if (length < 0 || (data == nullptr && length > 0)) fail(path, EINVAL);
     if (path.isEmpty()) fail(path, ENOENT);  // as opening "" would
     String target = resolveLinks(path);
@@ -248,14 +260,15 @@ AtomicFile::Outcome AtomicFile::replace(const String& path, const char* data, in
 
     // While it is written the new file is private (0600) when it will take
     // the old file's mode; a new document is created as FileOutputStream
-    // creates files, so the umask applies.
+    // creates files, within the limit, and the umask applies.
     for (int attempt = 0; work.fd < 0; attempt++) {
         String candidate = sideName(name, "new");
-        work.fd = calls.createNew(work.folderFd, candidate.c_str(), replacing ? 0600 : 0666);
+        work.fd = calls.createNew(work.folderFd, candidate.c_str(),
+                                  replacing ? 0600 : 0666 & limit);
         if (work.fd >= 0) {
             work.newName = candidate;
         } else if (replacing && refusedToCaller(errno)) {
-            return writeInPlace(path, target, true, data, length, calls, errno);
+            return writeInPlace(path, target, true, data, length, calls, errno, limit);
         } else if (errno != EEXIST || attempt + 1 >= kNameAttempts) {
             fail(path, errno);
         }
@@ -263,11 +276,11 @@ AtomicFile::Outcome AtomicFile::replace(const String& path, const char* data, in
     if (replacing) {
         if (calls.fchown(work.fd, old.st_uid, old.st_gid) != 0) {
             if (refusedToCaller(errno)) {
-                return writeInPlace(path, target, true, data, length, calls, errno);
+                return writeInPlace(path, target, true, data, length, calls, errno, limit);
             }
             fail(path, errno);
         }
-        if (calls.fchmod(work.fd, old.st_mode & 07777) != 0) fail(path, errno);
+        if (calls.fchmod(work.fd, old.st_mode & 07777 & limit) != 0) fail(path, errno);
     }
     if (!writeAll(calls, work.fd, data, length)) fail(path, errno);
     if (calls.fsync(work.fd) != 0) fail(path, errno);

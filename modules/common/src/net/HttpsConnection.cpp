@@ -19,6 +19,9 @@ bool HttpsConnection::connect() {
     // settings name only a file, and a certificate the administrator
     // configured must be checked, not silently ignored.
     if (!caFile.isEmpty()) tls->setVerifyLocations(caPath.c_str(), caFile.c_str());
+    // The certificate must name the host of the URL, also when the socket's
+    // peer is a proxy.
+    tls->setPeerName(host);
     openSocket(tls);
     if (useProxy && !openTunnel()) ZR_THROW(IOException, "EC_PROXY_FAILED: http tunnel failed", "net/HttpsConnection");
     tls->startHandshake();

@@ -4,7 +4,9 @@
 #include <openssl/err.h>
 #include <openssl/ssl.h>
 #include <openssl/x509.h>
+#include <openssl/x509v3.h>
 
+#include <arpa/inet.h>
 #include <errno.h>
 #include <poll.h>
 
@@ -107,15 +109,25 @@ void SSLClient::timedOut() {
     if (sslSettings().onTimeout != nullptr) sslSettings().onTimeout();
 }
 
-bool SSLClient::hostMatches(const String& cn, const String& host) {
-    if (cn.length() < 3 || host.isEmpty()) return false;
-    if (cn == host) return true;
-    if (!cn.startsWith("*.") || cn.indexOf('.', 2) < 0) return false;
-    // "*" stands for the whole first label: the rest of the name must be
-    // the host from its first dot on.
-    int hostDot = host.indexOf('.');
-    return hostDot >= 0 && host.substring(hostDot) == cn.substring(1);
+bool SSLClient::isAddressLiteral(const String& host) {
+    unsigned char address[sizeof(struct in6_addr)];
+    return inet_pton(AF_INET, host.c_str(), address) == 1 ||
+           inet_pton(AF_INET6, host.c_str(), address) == 1;
 }
+
+// OpenSSL's own name matching: an address against the certificate's IP
+// names, a host name against its DNS names, "*" standing for one whole
+// label. With `alternativeNamesOnly` a certificate without DNS names does
+// not fall back to its common name.
+bool SSLClient::certificateNames(X509* cert, const String& host, bool alternativeNamesOnly) {
+    if (cert == nullptr || host.isEmpty()) return false;
+    if (isAddressLiteral(host)) return X509_check_ip_asc(cert, host.c_str(), 0) == 1;
+    unsigned int flags = X509_CHECK_FLAG_NO_PARTIAL_WILDCARDS;
+    if (alternativeNamesOnly) flags |= X509_CHECK_FLAG_NEVER_CHECK_SUBJECT;
+    return X509_check_host(cert, host.c_str(), host.length(), flags, nullptr) == 1;
+}
+
+void SSLClient::setPeerName(const String& name) { peerName = name; }
 
 int SSLClient::connect(SSLClientSocket& socket) {
     shutdown();
@@ -125,9 +137,37 @@ int SSLClient::connect(SSLClientSocket& socket) {
     SSL_set_connect_state(ssl);
     fd = socket.getFd();
     SSL_set_fd(ssl, fd);
+    String host = targetHost(socket);
+    nameTarget(host);
     handshake(socket);
-    checkPeer(socket);
+    checkPeer(host);
     return 0;
+}
+
+// The name the certificate must carry: the one the connection was made for
+// (through a proxy the socket's peer is the proxy), else the host connected
+// to.
+String SSLClient::targetHost(SSLClientSocket& socket) {
+    if (!peerName.isEmpty()) return peerName;
+    InetAddress* address = socket.getInetAddress();
+    return address != nullptr ? address->getHostName() : String();
+}
+
+// Sends the host name to the server (which may serve several names on one
+// address; an address is never sent as a name), and with verification has
+// the chain check require it too.
+void SSLClient::nameTarget(const String& host) {
+    bool address = isAddressLiteral(host);
+    if (!host.isEmpty() && !address && SSL_set_tlsext_host_name(ssl, host.c_str()) != 1) {
+        SSL_FAIL(String("SSL: ") + errorText());
+    }
+    if (!sslSettings().verifyServer || host.isEmpty()) return;
+    X509_VERIFY_PARAM* param = SSL_get0_param(ssl);
+    X509_VERIFY_PARAM_set_hostflags(
+        param, X509_CHECK_FLAG_NO_PARTIAL_WILDCARDS | X509_CHECK_FLAG_NEVER_CHECK_SUBJECT);
+    int named = address ? X509_VERIFY_PARAM_set1_ip_asc(param, host.c_str())
+                        : X509_VERIFY_PARAM_set1_host(param, host.c_str(), 0);
+    if (named != 1) SSL_FAIL(String("SSL: ") + errorText());
 }
 
 // The protocol methods of older releases are all one flexible method in
@@ -185,7 +225,7 @@ void SSLClient::handshake(SSLClientSocket& socket) {
     }
 }
 
-void SSLClient::checkPeer(SSLClientSocket& socket) {
+void SSLClient::checkPeer(const String& host) {
     peerCert = SSL_get1_peer_certificate(ssl);
     if (peerCert == nullptr) SSL_FAIL("SSL: couldn't get peer certificate!");
     PeerCertificate release{peerCert};
@@ -196,7 +236,7 @@ void SSLClient::checkPeer(SSLClientSocket& socket) {
     }
     debug("Server certificate!");
     debug(String("\t subject: ") + name);
-    if (sslSettings().hostCheck != 0) checkHostName(socket);
+    checkHostName(host);
     if (X509_NAME_oneline(X509_get_issuer_name(peerCert), name, sizeof name) == nullptr) {
         SSL_FAIL("SSL: couldn't get X509-issuer name!");
     }
@@ -207,14 +247,20 @@ void SSLClient::checkPeer(SSLClientSocket& socket) {
     }
 }
 
-void SSLClient::checkHostName(SSLClientSocket& socket) {
-    char cn[257];
+// A verified server must be the one asked for: whenever verification is on
+// the certificate has to name the target in its alternative names, and a
+// mismatch is fatal whatever the host-check level. Without verification the
+// level decides, and a certificate without alternative names may name the
+// host in its common name.
+void SSLClient::checkHostName(const String& host) {
+    const SSLSettings& s = sslSettings();
+    if (!s.verifyServer && s.hostCheck == 0) return;
+    if (certificateNames(peerCert, host, s.verifyServer)) return;
+    char cn[257] = "";
     if (X509_NAME_get_text_by_NID(X509_get_subject_name(peerCert), NID_commonName, cn, sizeof cn) < 0) {
-        SSL_FAIL("SSL: unable to obtain common name from peer certificate");
+        if (!s.verifyServer) SSL_FAIL("SSL: unable to obtain common name from peer certificate");
     }
-    InetAddress* address = socket.getInetAddress();
-    String host = address != nullptr ? address->getHostName() : String();
-    if (!hostMatches(cn, host) && sslSettings().hostCheck == 2) {
+    if (s.verifyServer || s.hostCheck == 2) {
         SSL_FAIL(String("SSL: certificate subject name '") + cn + "' does not match target host name '" + host + "'");
     }
 }

@@ -43,6 +43,8 @@ int SSLClientSocket::setVerifyLocations(const char* caPath, const char* caFile) 
     return 0;
 }
 
+void SSLClientSocket::setPeerName(const String& name) { client->setPeerName(name); }
+
 void SSLClientSocket::checkWritable(const char* timeoutCode, const char* failedCode) {
     int ready = waitFor(POLLOUT);
     if (ready == 0) fail(timeoutCode, __LINE__);

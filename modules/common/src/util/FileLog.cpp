@@ -43,6 +43,7 @@ void FileLog::log(const String& message) {
 }
 
 void FileLog::log(const String& message, int level) {
+    if (!admits(level)) return;
     try {
         String line = timeStamp();
         writeText(line.append('\t').append(levelWord(level)).append('\t').append(message));
@@ -96,7 +97,7 @@ bool FileLog::open(const char* path) {
     // are dropped, not sent to standard error. The log keeps its file name,
     // so that a later open can succeed (a rotating log retries before every
     // write).
-    int newFd = ::open(wanted.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
+    int newFd = ::open(wanted.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0640);
     if (newFd < 0) return false;
     OutputStream* stream = new (std::nothrow) FileOutputStream(newFd);
     if (stream == nullptr) {

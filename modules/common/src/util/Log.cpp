@@ -31,6 +31,7 @@ ProcessLogs& processLogs() {
 }  // namespace
 
 bool Log::enabled = true;
+int Log::level = Log::LEVEL_INFO;
 int Log::mode = 0;
 int Log::maxSizeKB = 0;
 int Log::maxCount = 4;
@@ -49,8 +50,8 @@ void Log::log(const NameValuePairs& record) {
     writeText(text);
 }
 
-void Log::log(const String& message, int /*level*/) {
-    writeText(message);
+void Log::log(const String& message, int lineLevel) {
+    if (admits(lineLevel)) writeText(message);
 }
 
 void Log::reset() {}
@@ -78,7 +79,7 @@ void Log::endWrite() {}
 void Log::writeText(const String& text) {
     if (!enabled) return;
     try {
-        String line(text);
+        String line = maskCredentials(text);
         if (!line.endsWith("\n")) line.append('\n');
         beginWrite();
         if (out != nullptr) out->write(line.c_str(), line.length());
@@ -103,6 +104,19 @@ const char* Log::levelWord(int level) {
         default:
             return "info";
     }
+}
+
+void Log::setLevel(int newLevel) {
+    level = newLevel;
+}
+
+int Log::getLevel() {
+    return level;
+}
+
+// Levels other than the four named ones are written as "info" and kept.
+bool Log::admits(int lineLevel) {
+    return lineLevel != LEVEL_DEBUG || level >= LEVEL_DEBUG;
 }
 
 OutputStream* Log::standardError() {
@@ -149,6 +163,7 @@ DebugLog* Log::getDebugLog() {
 
 void Log::setDebug(bool on) {
     getDebugLog()->setDebugEnabled(on);
+    setLevel(on ? LEVEL_DEBUG : LEVEL_INFO);
 }
 
 bool Log::isDebug() {

@@ -7,6 +7,9 @@
 #endif
 #include <expat.h>
 
+#include <cstring>
+
+#include "XMLText.h"
 #include "io/InputStream.h"
 #include "util/Log.h"
 
@@ -18,7 +21,21 @@ ExpatXMLTree* treeOf(void* parser) {
     return static_cast<ExpatXMLTree*>(XML_GetUserData(static_cast<XML_Parser>(parser)));
 }
 
+bool isWritable(const XML_Char* name) {
+    return XMLText::isWritableName(name, static_cast<int>(std::strlen(name)));
+}
+
+// A tree must write back to text that reads again. The parser takes some
+// letters as parts of names in one encoding but not in the UTF-8 the tree is
+// written in, so a document with such a name is refused.
 void onStartElement(void* parser, const XML_Char* name, const XML_Char** attributes) {
+    bool writable = isWritable(name);
+    for (int i = 0; writable && attributes[i] != nullptr; i += 2)
+        writable = isWritable(attributes[i]);
+    if (!writable) {
+        XML_StopParser(static_cast<XML_Parser>(parser), XML_FALSE);
+        return;
+    }
     treeOf(parser)->startElement(name, attributes);
 }
 

@@ -1,5 +1,7 @@
 #include "XMLText.h"
 
+#include <expat.h>
+
 #include <cstdio>
 
 const char* const XMLText::DECLARATION = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
@@ -47,6 +49,22 @@ bool isNameByte(unsigned char c) {
     return isNameStartByte(c) || (c >= '0' && c <= '9') || c == '-' || c == '.';
 }
 
+// Whether the parser reads "<name/>" in UTF-8. Which letters beyond ASCII
+// may stand in a name follows tables of the parser that differ between
+// encodings (a Latin-1 document may name an element "\xBA", while U+00BA
+// is refused in UTF-8), so the parser that reads the text back is asked.
+bool parserReadsName(const char* name, int length) {
+    XML_Parser parser = XML_ParserCreate("UTF-8");
+    if (parser == nullptr) return false;
+    std::string text("<");
+    text.append(name, static_cast<size_t>(length));
+    text.append("/>");
+    bool read =
+        XML_Parse(parser, text.data(), static_cast<int>(text.size()), XML_TRUE) == XML_STATUS_OK;
+    XML_ParserFree(parser);
+    return read;
+}
+
 // The reference written for an ASCII byte that cannot stand as it is inside
 // an attribute value, or null for one that can.
 const char* referenceFor(unsigned char c) {
@@ -67,20 +85,23 @@ void appendHexReference(std::string& out, unsigned int code) {
 }  // namespace
 
 bool XMLText::isWritableName(const String& name) {
-    const unsigned char* s = reinterpret_cast<const unsigned char*>(name.c_str());
-    int length = name.length();
-    if (length == 0 || !isNameStartByte(s[0])) return false;
-    for (int i = 0; i < length;) {
-        if (s[i] < 0x80) {
-            if (!isNameByte(s[i])) return false;
-            ++i;
-            continue;
+    return isWritableName(name.c_str(), name.length());
+}
+
+bool XMLText::isWritableName(const char* name, int length) {
+    const unsigned char* s = reinterpret_cast<const unsigned char*>(name);
+    if (length <= 0 || !isNameStartByte(s[0])) return false;
+    bool beyondAscii = false;
+    for (int i = 0; i < length; ++i) {
+        if (s[i] >= 0x80) {
+            beyondAscii = true;
+        } else if (!isNameByte(s[i])) {
+            return false;
         }
-        int n = utf8SequenceLength(s + i, length - i);
-        if (n == 0 || isNonCharacter(s + i, n)) return false;
-        i += n;
     }
-    return true;
+    // Names of this system's documents are ASCII; the rare other one costs
+    // a parse.
+    return !beyondAscii || parserReadsName(name, length);
 }
 
 void XMLText::appendAttributeValue(std::string& out, const char* value, int length) {

@@ -14,8 +14,10 @@ public:
 
     // True when `name` can be written as an element or attribute name that
     // reads back unchanged: not empty, no blanks, quotes, markup or "/", a
-    // first byte that may start a name, and well-formed UTF-8.
+    // first character that may start a name, and well-formed UTF-8 of
+    // letters the parser accepts in names.
     static bool isWritableName(const String& name);
+    static bool isWritableName(const char* name, int length);
 
     // Appends `value` as the text between the quotes of an attribute, so
     // that it reads back as the same bytes. Markup characters become entity

@@ -1,7 +1,6 @@
 #include "cli/CmdLine.h"
 
 #include <cstdio>
-#include <cstring>
 
 #include "Exception.h"
 #include "cli/NetworkCommands.h"
@@ -58,6 +57,23 @@ const char kUsage[] =
     "  --id:                     Product identifier whose version outputs\n"
     "-h/--help:                  This help text\n";
 
+// Every option name the program reads, commands first.
+const char* const kKnownOptions[] = {
+    "r", "register", "d", "deregister", "s", "status", "u", "update", "p", "ping", "P",
+    "package", "S", "set", "v", "version", "M", "moduleverify", "h", "help",
+    "id", "name", "path", "desc", "serialno", "parent", "lang-code", "oem",
+    "version-status", "version-desc", "server", "type", "isUsingProxy", "proxyserver",
+    "proxyport", "proxyuser", "proxypass", "user", "timeout", "mac", "keeporiginal", "default",
+    "action", "protocol", "debug",
+};
+
+bool isKnownOption(const String& name) {
+    for (const char* known : kKnownOptions) {
+        if (name == known) return true;
+    }
+    return false;
+}
+
 }  // namespace
 
 CmdLine::CmdLine(int argc_, char** argv_) : argc(argc_), argv(argv_) {}
@@ -106,6 +122,26 @@ bool CmdLine::hasEither(const char* shortName, const char* longName) const {
     return hasOption(String(shortName)) || hasOption(String(longName));
 }
 
+// Walks the arguments as parse() does: an argument that is an option never
+// serves as a value, so every one with a prefix is an option name.
+Vector<String> CmdLine::unknownOptions() const {
+    Vector<String> unknown;
+    for (int i = 1; i < argc; ++i) {
+        String arg(argv[i]);
+        int k = optionPrefixLength(arg);
+        if (k != 0 && !isKnownOption(arg.substring(k))) unknown.add(arg);
+    }
+    return unknown;
+}
+
+void reportUnknownOptions(const CmdLine& cmdLine) {
+    Vector<String> unknown = cmdLine.unknownOptions();
+    std::fflush(stdout);
+    for (int i = 0; i < unknown.size(); ++i) {
+        std::fprintf(stderr, "ZRUpdate: unknown option '%s'\n", unknown.elementAt(i).c_str());
+    }
+}
+
 bool checkOptions(CmdLine& cmdLine) {
     cmdLine.parse();
     if (cmdLine.hasEither("r", "register")) {
@@ -135,15 +171,6 @@ const char* usageText() {
 
 void printUsage() {
     printText(kUsage);
-}
-
-void printText(const char* text) {
-    if (text == nullptr) return;
-    std::fwrite(text, 1, std::strlen(text), stdout);
-}
-
-void printText(const String& text) {
-    printText(text.c_str());
 }
 
 bool parseNumberOption(const String& text, long& out) {

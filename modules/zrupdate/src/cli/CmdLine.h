@@ -6,6 +6,7 @@
 
 #include "String.h"
 #include "Vector.h"
+#include "util/PrintText.h"  // every command prints through printText
 
 class CmdLine {
 public:
@@ -33,6 +34,10 @@ public:
     // Number of option names parsed (repeated options count each time).
     int optionCount() const { return names.size(); }
 
+    // The options given as typed ("-x", "--colour") whose names the
+    // program does not know, in order.
+    Vector<String> unknownOptions() const;
+
     const Vector<String>& getNames() const { return names; }
     const Vector<String>& getValues() const { return values; }
 
@@ -48,6 +53,10 @@ private:
 // line.
 bool checkOptions(CmdLine& cmdLine);
 
+// Names each unknown option on standard error, one line each, beside the
+// try-help line of standard output.
+void reportUnknownOptions(const CmdLine& cmdLine);
+
 // The usage text, exactly as `printUsage` prints it.
 const char* usageText();
 
@@ -57,9 +66,5 @@ void printUsage();
 // Decimal value of an option (the library's number parse: digits and
 // blanks, no sign). False when the text is not a decimal number.
 bool parseNumberOption(const String& text, long& out);
-
-// Writes text to standard output as it is (never used as a format).
-void printText(const char* text);
-void printText(const String& text);
 
 #endif

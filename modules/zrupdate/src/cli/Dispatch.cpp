@@ -10,11 +10,46 @@
 
 #include <unistd.h>
 
+#include <cctype>
+#include <cstdio>
+
+#include "util/FailureNote.h"
+
 namespace {
 
 const int kInvalidCommandLine = -1;
 const int kLockNotObtained = 3;
 const int kRunLockTimeout = 600;
+// Failure statuses of the ping and update handlers.
+const int kNoSettings = -2;
+const int kNoServerReached = -28;
+const int kExchangeFailed = -5;
+const int kNothingInstalled = -6;
+const int kRunLockBusy = -12;
+const long kMaxPort = 65535;
+
+// Warns about server entries that cannot be reached as written; they are
+// stored all the same, as given.
+void warnAboutServerEntries(const CmdLine& cmdLine) {
+    String value;
+    if (!cmdLine.getOption("server", value)) return;
+    Vector<String> entries;
+    value.split(entries, String(","));
+    for (int i = 0; i < entries.size(); i++) {
+        const String& entry = entries.elementAt(i);
+        if (entry.isEmpty() || isServerEntry(entry)) continue;
+        std::fflush(stdout);
+        std::fprintf(stderr,
+                     "ZRUpdate: warning: server '%s' is not \"host\" or \"host:port\" "
+                     "with a port from 1 to 65535\n",
+                     entry.c_str());
+    }
+}
+
+// What a failed command's status says when no failure of its own was noted.
+void noteStatus(int status, int known, const char* what) {
+    if (status == known && !FailureNote::has()) FailureNote::record(String(what));
+}
 
 // The numeric id of status, update and package: 0 when absent or empty.
 // False (after the message) when the value is not a decimal number.
@@ -52,12 +87,19 @@ int runUpdate(CmdLine& cmdLine) {
     // asked for.
     String protocol;
     bool httpDownload = !(cmdLine.getOption("protocol", protocol) && protocol.equalsIgnoreCase("https"));
-    return ::runUpdate(id, httpDownload);
+    int result = ::runUpdate(id, httpDownload);
+    noteStatus(result, kExchangeFailed, "the update exchange failed");
+    noteStatus(result, kNothingInstalled, "no package could be installed");
+    noteStatus(result, kRunLockBusy, "the run lock could not be obtained");
+    return result;
 }
 
 int runPing(CmdLine&) {
     ZRUpdateClient client;
-    return client.ping();
+    int result = client.ping();
+    noteStatus(result, kNoServerReached, "no update server answered");
+    noteStatus(result, kNoSettings, "no usable network settings or update server");
+    return result;
 }
 
 int runPackage(CmdLine& cmdLine) {
@@ -80,7 +122,9 @@ int runSet(CmdLine& cmdLine) {
     if (!checkNetworkOptions(cmdLine)) return kInvalidCommandLine;
     // `-S` alone shows; any other option, even --debug or -M, applies.
     if (cmdLine.optionCount() == 1) return showNetworkSettings();
-    return applyNetworkSettings(cmdLine.hasOption("default"));
+    bool toDefault = cmdLine.hasOption("default");
+    if (!toDefault) warnAboutServerEntries(cmdLine);
+    return applyNetworkSettings(toDefault);
 }
 
 int runVersion(CmdLine& cmdLine) {
@@ -94,17 +138,46 @@ struct Command {
     const char* shortName;
     const char* longName;
     int (*run)(CmdLine&);
+    bool usesNetwork;
 };
 
 // In order of precedence: the first command present wins.
 const Command kCommands[] = {
-    {"r", "register", runRegister}, {"d", "deregister", runDeregister},
-    {"s", "status", runStatus},     {"u", "update", runUpdate},
-    {"p", "ping", runPing},         {"P", "package", runPackage},
-    {"S", "set", runSet},           {"v", "version", runVersion},
+    {"r", "register", runRegister, false}, {"d", "deregister", runDeregister, false},
+    {"s", "status", runStatus, false},     {"u", "update", runUpdate, true},
+    {"p", "ping", runPing, true},          {"P", "package", runPackage, true},
+    {"S", "set", runSet, true},            {"v", "version", runVersion, false},
 };
 
 }  // namespace
+
+bool isServerEntry(const String& entry) {
+    int colon = entry.indexOf(':');
+    int hostEnd = colon < 0 ? entry.length() : colon;
+    if (hostEnd == 0) return false;
+    for (int i = 0; i < hostEnd; i++) {
+        char c = entry.charAt(i);
+        if (!std::isalnum(static_cast<unsigned char>(c)) && c != '-' && c != '.' && c != '_') {
+            return false;
+        }
+    }
+    if (colon < 0) return true;
+    String port = colon + 1 < entry.length() ? entry.substring(colon + 1) : String();
+    if (port.isEmpty() || port.length() > 5) return false;
+    long number = 0;
+    for (int i = 0; i < port.length(); i++) {
+        if (!std::isdigit(static_cast<unsigned char>(port.charAt(i)))) return false;
+        number = number * 10 + (port.charAt(i) - '0');
+    }
+    return number >= 1 && number <= kMaxPort;
+}
+
+bool needsNetworkSettings(const CmdLine& cmdLine) {
+    for (const Command& command : kCommands) {
+        if (cmdLine.hasEither(command.shortName, command.longName)) return command.usesNetwork;
+    }
+    return true;
+}
 
 int dispatchCommand(CmdLine& cmdLine) {
     for (const Command& command : kCommands) {

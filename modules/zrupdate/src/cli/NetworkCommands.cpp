@@ -159,7 +159,9 @@ int applyNetworkSettings(bool toDefault) {
     ZRNetConfig& config = ZRNetConfig::instance();
     if (toDefault) {
         // Default mode keeps the server lists and the proxy password of the
-        // file and resets everything else.
+        // file and resets the connection settings. The server certificate is
+        // not one of them: it stays as recorded, since going back to default
+        // connection settings must not quietly stop verifying the servers.
         NetSettings settings;
         config.getSettings(settings);
         settings.type = "https";

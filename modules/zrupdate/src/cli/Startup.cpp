@@ -1,5 +1,10 @@
 #include "cli/Startup.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -16,6 +21,7 @@
 #include "store/ZRUpdateStore.h"
 #include "io/File.h"
 #include "net/SSL.h"
+#include "util/FailureNote.h"
 #include "util/Log.h"
 
 namespace {
@@ -33,9 +39,13 @@ public:
     TlsLibrary& operator=(const TlsLibrary&) = delete;
 };
 
-// A state file counts as present when it can be read and is not empty.
+// A state file counts as present when it is a regular file that is not
+// empty. Its size is asked of the folder, not of the opened file, so that a
+// network file closed to this user still counts (see unreadableByCaller).
 bool hasContent(const char* name) {
-    return File(ZRStoreFile::homeFile(name)).length() > 0;
+    struct stat info;
+    String path = ZRStoreFile::homeFile(name);
+    return stat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode) && info.st_size > 0;
 }
 
 // Loads one document; an IOException (a file that cannot be opened) is
@@ -52,8 +62,19 @@ void loadDocument(Store& store, const char* name) {
     try {
         store.load(path.c_str());
     } catch (Exception& e) {
-        ZRStoreFile::logDebug(e.getMessage());
+        // At the error level, so that the log names the file the person is
+        // told about, also without --debug.
+        Log::getFileLog()->log(e.getMessage(), Log::LEVEL_ERROR);
+        FailureNote::record(String("cannot read ").append(path));
     }
+}
+
+// A file this process may not read (a network file closed to everyone but
+// its owner, read by a user who is not root).
+bool unreadableByCaller(const char* name) {
+    String path = ZRStoreFile::homeFile(name);
+    return File(path).exists() && faccessat(AT_FDCWD, path.c_str(), R_OK, AT_EACCESS) != 0 &&
+           errno == EACCES;
 }
 
 // Creates a missing or empty default document with its three messages.
@@ -82,6 +103,7 @@ int run(int argc, char** argv) {
     Log::setLockFolder(ZRPaths::TMP_DIR);
     Log::openLog(logPath.c_str());
     Log::setMode(0);
+    Log::setLevel(Log::LEVEL_INFO);
 
     // Both standard files must exist and hold something, even in module
     // mode; without them nothing is printed, not even the usage text.
@@ -91,6 +113,7 @@ int run(int argc, char** argv) {
     CmdLine cmdLine(argc, argv);
     if (!checkOptions(cmdLine)) {
         printText("try 'ZRUpdate --help' for more information\n");
+        reportUnknownOptions(cmdLine);
         return kInvalidCommandLine;
     }
 
@@ -98,8 +121,13 @@ int run(int argc, char** argv) {
     ZRUpdateStore& store = ZRUpdateStore::instance();
     ZRNetConfig& network = ZRNetConfig::instance();
     loadDocument(store, moduleMode ? ZRStateFiles::MODULE_INVENTORY : ZRStateFiles::INVENTORY);
-    loadDocument(network, moduleMode ? ZRStateFiles::MODULE_NETWORK : ZRStateFiles::NETWORK);
-    if (!store.isValid() || !network.isValid()) {
+    const char* networkFile = moduleMode ? ZRStateFiles::MODULE_NETWORK : ZRStateFiles::NETWORK;
+    // The network file holds credentials and is readable by its owner only;
+    // the commands that never use it work for any user who may read the
+    // inventory.
+    bool networkOptional = !needsNetworkSettings(cmdLine) && unreadableByCaller(networkFile);
+    if (!networkOptional) loadDocument(network, networkFile);
+    if (!store.isValid() || (!network.isValid() && !networkOptional)) {
         printText("Bad update inventory or network config file\n");
         return kBadStateFiles;
     }
@@ -123,14 +151,30 @@ int run(int argc, char** argv) {
         }
     }
 
-    // The main log keeps every level; debug mode also lets the library's
-    // diagnostics (parse errors, requests and answers) into the same file.
+    // Without --debug the log keeps info, warning and error lines only;
+    // debug mode adds the debug lines (requests, answers, exception texts)
+    // and lets the library's diagnostics into the same file.
     if (cmdLine.hasOption("debug")) {
         Log::openDebugLog(logPath.c_str());
         Log::setDebug(true);
     }
 
     return dispatchCommand(cmdLine);
+}
+
+}  // namespace
+
+namespace {
+
+// The one line on standard error that names a failure the log holds in full:
+// "ZRUpdate: no update server answered; see <home>/logs/zrupdate.log".
+void reportFailure(int status) {
+    String what;
+    if (!FailureNote::toShow(status < 0, what)) return;
+    String line("ZRUpdate: ");
+    line.append(what).append("; see ").append(ZRStoreFile::homeFile(ZRStateFiles::LOG));
+    std::fflush(stdout);
+    std::fprintf(stderr, "%s\n", line.c_str());
 }
 
 }  // namespace
@@ -149,7 +193,9 @@ int runZRUpdate(int argc, char** argv) {
             Log::getFileLog()->log(message, 2);
         } catch (Exception&) {
         }
+        FailureNote::record(String("unexpected error"));
     }
+    reportFailure(status);
     std::fflush(stdout);
     return status;
 }

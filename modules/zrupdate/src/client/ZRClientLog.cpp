@@ -1,7 +1,16 @@
 #include "client/ZRClientLog.h"
 
 #include "Exception.h"
+#include "util/FailureNote.h"
 #include "util/Log.h"
+
+namespace {
+
+bool isCertificateFailure(const String& text) {
+    return text.indexOfIgnoreCase("certificate") >= 0;
+}
+
+}  // namespace
 
 namespace ZRClientLog {
 
@@ -12,6 +21,25 @@ void debug(const String& message) { Log::getFileLog()->log(message, Log::LEVEL_D
 void failure(const String& message, const char* code) {
     info(message);
     info(String(code));
+    FailureNote::record(summary(message, code));
+}
+
+String summary(const String& message, const char* code) {
+    if (String(code) == "EC_ZRUPDATE_CONNECT_ERROR") {
+        if (message.indexOf("EC_PROXY_FAILED") >= 0) {
+            return String("the proxy refused the connection");
+        }
+        if (isCertificateFailure(message)) {
+            return String("an update server's certificate failed the check");
+        }
+        return String("no update server answered");
+    }
+    int status = message.indexOf("http response: ");
+    if (status >= 0) {
+        String text("an update server refused the request (HTTP ");
+        return text.append(message.substring(status + 15)).append(")");
+    }
+    return message.startsWith("ZRUpdate: ") ? message.substring(10) : message;
 }
 
 const char* socketCode(const String& text, bool usingProxy) {
@@ -42,6 +70,13 @@ void socketFailure(const Exception& e, bool usingProxy) {
     debug(e.getMessage());
     const char* code = socketCode(e.getMessage(), usingProxy);
     if (code != nullptr) info(String(code));
+    if (isCertificateFailure(e.getMessage())) {
+        FailureNote::record(String("an update server's certificate failed the check"));
+    } else if (code != nullptr && String(code) == "EC_ZRUPDATE_PROXY_FAILED") {
+        FailureNote::record(String("the proxy refused the connection"));
+    } else {
+        FailureNote::record(String("no update server answered"));
+    }
 }
 
 }  // namespace ZRClientLog

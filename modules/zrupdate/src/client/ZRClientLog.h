@@ -13,8 +13,12 @@ namespace ZRClientLog {
 void info(const String& message);
 void debug(const String& message);
 // A failure: the message, then its "EC_ZRUPDATE_..." code on a line of its
-// own.
+// own; its summary is kept for the person running the command
+// (util/FailureNote), shown should the command fail.
 void failure(const String& message, const char* code);
+// The short account of a failure the user is shown: "no update server
+// answered", "an update server refused the request (HTTP 403)", ...
+String summary(const String& message, const char* code);
 // The "EC_ZRUPDATE_..." code of a socket failure, by the prefix of its text
 // ("EC_CONNECT_REFUSED" means the proxy when one is used); null for a text
 // that carries no known code.

@@ -3,8 +3,8 @@
 #include "io/InputStream.h"
 #include "net/HttpResponse.h"
 
-String readResponseBody(HttpResponse& response, long limit) {
-    String body;
+std::vector<char> readResponseBytes(HttpResponse& response, long limit) {
+    std::vector<char> body;
     InputStream* in = response.getInputStream();
     if (in == nullptr) return body;
     long wanted = response.getContentLength();
@@ -16,8 +16,13 @@ String readResponseBody(HttpResponse& response, long limit) {
         long ask = wanted - got < kPiece ? wanted - got : kPiece;
         int n = in->read(piece, static_cast<int>(ask));
         if (n < 1) break;
-        body.append(piece, 0, n);
+        body.insert(body.end(), piece, piece + n);
         got += n;
     }
     return body;
+}
+
+String readResponseBody(HttpResponse& response, long limit) {
+    std::vector<char> bytes = readResponseBytes(response, limit);
+    return String(bytes.data(), 0, static_cast<int>(bytes.size()));
 }

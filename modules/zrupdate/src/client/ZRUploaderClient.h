@@ -3,8 +3,6 @@
 
 #include "String.h"
 
-class HttpRequest;
-
 // What the upload service is told about a sample: when it was found, the
 // name of the detection and the MD5 digest of the file.
 struct SampleInfo {
@@ -20,10 +18,15 @@ struct SampleInfo {
 // reached moves the walk on, any answer ends it.
 //
 // Each operation returns the HTTP status of the server that answered, or -1
-// when none could be reached or the settings could not be read. Nothing is
-// thrown; failures are in the log.
+// when none could be reached or the settings could not be read. Its own
+// input is checked before anything else: a file that is not a readable
+// regular file, or a header value with a line break (which the request would
+// drop), gives INPUT_REFUSED without a connection, and refusal() says why.
+// Nothing is thrown; failures are in the log.
 class ZRUploaderClient {
-  public:
+public:
+    static const int INPUT_REFUSED = -2;
+
     explicit ZRUploaderClient(const String& serialNo);
     virtual ~ZRUploaderClient();
 
@@ -36,11 +39,19 @@ class ZRUploaderClient {
     // POST of reportFile; the answer body is dropped.
     int sendReport(const String& date, const String& reportFile);
 
-  private:
-    // The walk over the servers; an empty outFile keeps no body.
-    int send(const String& path, const HttpRequest& request, const String& outFile);
+    // Why the last operation returned INPUT_REFUSED (it names the file or
+    // the header); "" after any other result.
+    const String& refusal() const { return why; }
+
+private:
+    class Request;  // a request and what is wrong with its input
+
+    // The input check, then the walk over the servers; an empty outFile
+    // keeps no body.
+    int send(const String& path, const Request& request, const String& outFile);
 
     String serialNo;
+    String why;
 };
 
 #endif

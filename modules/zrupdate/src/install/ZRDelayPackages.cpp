@@ -8,7 +8,6 @@
 
 #include "Exception.h"
 #include "ZRPaths.h"
-#include "cli/CmdLine.h"
 #include "install/ZRInstallScript.h"
 #include "io/File.h"
 #include "io/SafeOpen.h"
@@ -18,6 +17,7 @@
 #include "store/ZRStateFiles.h"
 #include "store/ZRUpdateStore.h"
 #include "util/Log.h"
+#include "util/PrintText.h"
 #include "xml/XMLTree.h"
 
 namespace {

@@ -89,7 +89,9 @@ bool hasNode(XMLTree& tree, const char* path) {
 
 }  // namespace
 
-ZRNetConfig::ZRNetConfig() : ZRStoreDocument("network settings") {}
+// The proxy and web credentials are only Base64-encoded: the file is kept
+// readable by its owner alone.
+ZRNetConfig::ZRNetConfig() : ZRStoreDocument("network settings", AtomicFile::PRIVATE_MODE) {}
 
 ZRNetConfig::~ZRNetConfig() {}
 
@@ -146,6 +148,8 @@ bool ZRNetConfig::getSettings(NetSettings& out) {
     return true;
 }
 
+// Only the two server lists change here: the server certificate
+// (ServerVerify) is kept, whatever the settings written.
 bool ZRNetConfig::setSettings(const NetSettings& in) {
     if (in.servers.size() == 0) return false;
     XMLTree* t = tree();
@@ -226,7 +230,7 @@ bool ZRNetConfig::setServerVerify(const ServerVerify& in) {
     return save();
 }
 
-String defaultNetworkText() {
+String defaultNetworkText(const String& caBundle) {
     String text;
     std::unique_ptr<XMLTree> tree(XMLTree::create());
     if (!tree) return text;
@@ -242,12 +246,28 @@ String defaultNetworkText() {
     ok = ok && t.addNode(String("/ServerList"), String("Server"), -1);
     ok = ok &&
          setAttribute(t, "/ServerList/Server", "host", String(ZRNetConfig::DEFAULT_SERVER_HOST), 0);
+    if (!caBundle.isEmpty()) {
+        ok = ok && t.addNode(String("/"), String("ServerVerify"), -1);
+        ok = ok && t.addNode(String("/ServerVerify"), String("Param"), -1);
+        ok = ok && setAttribute(t, "/ServerVerify/Param", "name", String(CERT_PARAM), 0);
+        ok = ok && setAttribute(t, "/ServerVerify/Param", "value", caBundle, 0);
+    }
     if (ok) t.toString(text);
     return text;
 }
 
-int createDefaultNetwork(const char* path) {
-    return ZRStoreFile::createDocument(path, defaultNetworkText, SAVE_FAILED);
+String defaultNetworkText() { return defaultNetworkText(String()); }
+
+int createDefaultNetwork(const char* path) { return createDefaultNetwork(path, String()); }
+
+int createDefaultNetwork(const char* path, const String& caBundle) {
+    if (path == nullptr || *path == '\0') return -1;
+    String text = defaultNetworkText(caBundle);
+    if (text.isEmpty()) return -1;
+    return ZRStoreFile::writeText(text, String(path), String(SAVE_FAILED),
+                                  AtomicFile::PRIVATE_MODE)
+               ? 0
+               : -1;
 }
 
 int createDefaultNetwork() {

@@ -56,11 +56,16 @@ private:
 // ServerList with type "https", empty mac, proxy, proxyuser and user,
 // timeout "180", and one Server with the default update server host.
 String defaultNetworkText();
+// The same with a ServerVerify parameter "ssl.server.cert" naming `caBundle`
+// when that is not empty, so that the servers are verified against it.
+String defaultNetworkText(const String& caBundle);
 
 // Writes the default network document to `path` (atomically). 0 on success,
 // -1 when it cannot be written (the reason is logged). The form without a
 // path writes the standard file under the home directory.
 int createDefaultNetwork(const char* path);
 int createDefaultNetwork();
+// The default document verifying servers against `caBundle` (see above).
+int createDefaultNetwork(const char* path, const String& caBundle);
 
 #endif

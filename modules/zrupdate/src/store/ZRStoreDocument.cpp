@@ -4,7 +4,8 @@
 #include "store/ZRStoreFile.h"
 #include "xml/XMLTree.h"
 
-ZRStoreDocument::ZRStoreDocument(const char* what) : what(what), loaded(false) {}
+ZRStoreDocument::ZRStoreDocument(const char* what, mode_t modeLimit)
+    : what(what), modeLimit(modeLimit), loaded(false) {}
 
 ZRStoreDocument::~ZRStoreDocument() {}
 
@@ -44,7 +45,7 @@ bool ZRStoreDocument::save() {
     } else {
         failurePrefix = ZRStoreFile::failurePrefix(path);
     }
-    bool written = ZRStoreFile::write(*t, path, failurePrefix);
+    bool written = ZRStoreFile::write(*t, path, failurePrefix, modeLimit);
     // Read the file back in both cases: after a failed write this drops the
     // change from memory again, so memory keeps mirroring the file.
     bool reloaded = reload();

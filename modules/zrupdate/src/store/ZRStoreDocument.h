@@ -3,6 +3,7 @@
 
 #include "String.h"
 #include "ZRObject.h"
+#include "io/AtomicFile.h"
 #include "store/ZRXmlDocument.h"
 
 class XMLTree;
@@ -14,8 +15,9 @@ class XMLTree;
 class ZRStoreDocument : public ZRObject {
 public:
     // `what` names the document in log lines ("network settings"); without it
-    // the lines name the file.
-    explicit ZRStoreDocument(const char* what = nullptr);
+    // the lines name the file. `modeLimit` bounds the file's permission bits
+    // on every save (see AtomicFile).
+    explicit ZRStoreDocument(const char* what = nullptr, mode_t modeLimit = AtomicFile::ANY_MODE);
     ~ZRStoreDocument() override;
 
     // False for a null or empty path. Otherwise remembers the path and parses
@@ -39,6 +41,7 @@ private:
     ZRStoreDocument& operator=(const ZRStoreDocument&) = delete;
 
     const char* what;
+    mode_t modeLimit;
     String path;
     ZRXmlDocument doc;
     bool loaded;

@@ -7,6 +7,7 @@
 #include "store/ZRXmlDocument.h"
 #include "io/AtomicFile.h"
 #include "io/FileInputStream.h"
+#include "util/FailureNote.h"
 #include "util/Log.h"
 #include "xml/XMLTree.h"
 
@@ -19,9 +20,11 @@ bool read(ZRXmlDocument& doc, const String& path) {
     return ok;
 }
 
-bool writeText(const String& text, const String& path, const String& failurePrefix) {
+bool writeText(const String& text, const String& path, const String& failurePrefix,
+               mode_t modeLimit) {
     try {
-        if (AtomicFile::replace(path, text.c_str(), text.length()) == AtomicFile::WRITTEN_IN_PLACE) {
+        if (AtomicFile::replace(path, text.c_str(), text.length(), modeLimit) ==
+            AtomicFile::WRITTEN_IN_PLACE) {
             String message("ZRUpdate: store ");
             message.append(path.substring(path.lastIndexOf('/') + 1));
             Log::getFileLog()->log(message.append(" written in place, not crash-safe"), 1);
@@ -30,24 +33,29 @@ bool writeText(const String& text, const String& path, const String& failurePref
     } catch (IOException& e) {
         String message(failurePrefix);
         message.append(e.getMessage());
-        logDebug(message);
+        // An error, not a debug line: the person told on standard error to
+        // read the log must find the reason there without --debug.
+        Log::getFileLog()->log(message, Log::LEVEL_ERROR);
+        // The change is lost whatever the command reports: always shown.
+        FailureNote::record(String("cannot write ").append(path), FailureNote::ALWAYS);
         return false;
     }
 }
 
-bool write(XMLTree& tree, const String& path, const String& failurePrefix) {
+bool write(XMLTree& tree, const String& path, const String& failurePrefix, mode_t modeLimit) {
     String text;
     tree.toString(text);
-    return writeText(text, path, failurePrefix);
+    return writeText(text, path, failurePrefix, modeLimit);
 }
 
-int createDocument(const char* path, String (*makeText)(), const char* failurePrefix) {
+int createDocument(const char* path, String (*makeText)(), const char* failurePrefix,
+                   mode_t modeLimit) {
     if (path == nullptr || *path == '\0') return -1;
     String text = makeText();
     if (text.isEmpty()) return -1;
     String prefix =
         failurePrefix != nullptr ? String(failurePrefix) : ZRStoreFile::failurePrefix(String(path));
-    return writeText(text, String(path), prefix) ? 0 : -1;
+    return writeText(text, String(path), prefix, modeLimit) ? 0 : -1;
 }
 
 String emptyDocumentText(const char* rootName) {

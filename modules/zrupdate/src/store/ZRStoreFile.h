@@ -2,6 +2,7 @@
 #define ZR_STORE_FILE_H
 
 #include "String.h"
+#include "io/AtomicFile.h"
 
 class XMLTree;
 class ZRXmlDocument;
@@ -22,17 +23,21 @@ bool read(ZRXmlDocument& doc, const String& path);
 // Writes the text form of `tree` as the new content of `path`. On failure
 // the previous content stays, the reason is written to the log at the debug
 // level as `failurePrefix` followed by the exception's message, and the
-// result is false.
-bool write(XMLTree& tree, const String& path, const String& failurePrefix);
+// result is false. `modeLimit` bounds the file's permission bits
+// (AtomicFile::PRIVATE_MODE for a document holding credentials).
+bool write(XMLTree& tree, const String& path, const String& failurePrefix,
+           mode_t modeLimit = AtomicFile::ANY_MODE);
 
 // The same for a document already in text form.
-bool writeText(const String& text, const String& path, const String& failurePrefix);
+bool writeText(const String& text, const String& path, const String& failurePrefix,
+               mode_t modeLimit = AtomicFile::ANY_MODE);
 
 // Writes the document made by `makeText` as the new content of `path`: 0 on
 // success, -1 for a null or empty path, a document that cannot be made or a
 // failed write (logged with `failurePrefix`, or the file's own prefix when
 // that is null).
-int createDocument(const char* path, String (*makeText)(), const char* failurePrefix);
+int createDocument(const char* path, String (*makeText)(), const char* failurePrefix,
+                   mode_t modeLimit = AtomicFile::ANY_MODE);
 
 // The text of a document holding only the empty root element `rootName`, or
 // "" when it cannot be made.

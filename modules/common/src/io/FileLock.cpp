@@ -1,4 +1,4 @@
-#include "FileLock.h"
+#include "io/FileLock.h"
 
 #include <errno.h>
 #include <poll.h>

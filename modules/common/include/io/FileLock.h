@@ -1,5 +1,5 @@
-#ifndef ZR_FILELOCK_H
-#define ZR_FILELOCK_H
+#ifndef ZR_IO_FILE_LOCK_H
+#define ZR_IO_FILE_LOCK_H
 
 #include <fcntl.h>
 
