@@ -39,7 +39,9 @@ protected:
         writeFile(local, kPart);
         ZRPartialDownload(7, kUrl, local.c_str(), kSize).keep();
     }
-    std::string entries() { return readFile(ZRStoreFile::homeFile(ZRStateFiles::PARTIAL_FILES).c_str()); }
+    std::string entries() {
+        return readFile(ZRStoreFile::homeFile(ZRStateFiles::PARTIAL_FILES).c_str());
+    }
 };
 
 }  // namespace
@@ -61,7 +63,8 @@ TEST_F(PartialDownloadTest, ResumedOnlyForTheSamePackageWithThePartIntact) {
         keepPart();
         ASSERT_EQ(kPart, readFile(saved)) << other.what;
         std::ofstream(saved, std::ios::app) << other.savedTail;
-        EXPECT_EQ(0, ZRPartialDownload(7, other.url, other.local.c_str(), other.size).resume()) << other.what;
+        EXPECT_EQ(0, ZRPartialDownload(7, other.url, other.local.c_str(), other.size).resume())
+            << other.what;
         EXPECT_FALSE(fileExists(saved)) << other.what;
         EXPECT_EQ(std::string::npos, entries().find("PartialFile ")) << other.what;
     }
@@ -69,7 +72,8 @@ TEST_F(PartialDownloadTest, ResumedOnlyForTheSamePackageWithThePartIntact) {
     EXPECT_FALSE(fileExists(local));
     EXPECT_EQ(400, ZRPartialDownload(7, kUrl, local.c_str(), kSize).resume());
     EXPECT_EQ(kPart, readFile(local));
-    EXPECT_EQ(std::string::npos, entries().find("PartialFile ")) << "the entry goes with the resumption";
+    EXPECT_EQ(std::string::npos, entries().find("PartialFile "))
+        << "the entry goes with the resumption";
 }
 
 TEST_F(PartialDownloadTest, SizeLimitsDecideWhatIsKept) {

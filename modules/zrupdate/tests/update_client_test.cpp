@@ -156,7 +156,8 @@ TEST_F(UpdateClientStoreTest, OffersThatAreNotFetchedClaimNothing) {
     const struct {
         const char* url;
         const char* version;
-    } offers[] = {{"http://h/dir/", "1.0"}, {"..", "1.0"}, {"p.zip", "a/b"}, {"p.zip", longVersion.c_str()}};
+    } offers[] = {
+        {"http://h/dir/", "1.0"}, {"..", "1.0"}, {"p.zip", "a/b"}, {"p.zip", longVersion.c_str()}};
     for (const auto& offer : offers) {
         ZRPackageInfo package;
         package.product.id = 7;
@@ -171,8 +172,9 @@ TEST_F(UpdateClientStoreTest, OffersThatAreNotFetchedClaimNothing) {
     EXPECT_EQ(0, client.downloadPackages());
     for (int i = 0; i < client.getPackages().size(); i++) {
         const ZRPackageInfo& p = client.getPackages()[i];
-        EXPECT_EQ("|0|0", std::string(p.path.c_str()) + "|" + p.file.c_str() + std::to_string(p.downloadResult) +
-                              "|" + std::to_string(p.runResult)) << i;
+        std::string claims = std::string(p.path.c_str()) + "|" + p.file.c_str() + "|" +
+                             std::to_string(p.downloadResult) + "|" + std::to_string(p.runResult);
+        EXPECT_EQ("||0|0", claims) << i;
     }
     EXPECT_TRUE(std::filesystem::is_empty(dir / "work"));
 }

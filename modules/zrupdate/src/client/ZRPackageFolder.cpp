@@ -12,7 +12,9 @@ String lastPart(const String& url) {
     return start < url.length() ? url.substring(start) : String();
 }
 
-bool isPlainName(const String& name) { return !name.isEmpty() && !name.equals(".") && !name.equals(".."); }
+bool isPlainName(const String& name) {
+    return !name.isEmpty() && !name.equals(".") && !name.equals("..");
+}
 
 }  // namespace
 
@@ -25,7 +27,9 @@ ZRPackageFolder::ZRPackageFolder(const String& workDir, long productId, const St
     usableVersion = !name.isEmpty() && name.indexOf('/') < 0;
 }
 
-bool ZRPackageFolder::isUsable() const { return usableVersion && isPlainName(fileName); }
+bool ZRPackageFolder::isUsable() const {
+    return usableVersion && isPlainName(fileName);
+}
 
 bool ZRPackageFolder::prepare() const {
     File folder(path);

@@ -10,7 +10,8 @@
 // folder.
 class ZRPackageFolder {
 public:
-    ZRPackageFolder(const String& workDir, long productId, const String& version, const String& url);
+    ZRPackageFolder(const String& workDir, long productId, const String& version,
+                    const String& url);
 
     // False when the offer names no usable folder or file: an empty name,
     // "." or "..", or a version that holds a "/".

@@ -108,7 +108,8 @@ int ZRUpdateClient::downloadPackages() {
         }
         ZRPackageFolder folder(workDir, package.product.id, package.version.version, package.url);
         if (!folder.isUsable()) {
-            ZRClientLog::failure("ZRUpdate: downloading file failed: " + package.url, "EC_ZRUPDATE_UPDATE_ERROR");
+            ZRClientLog::failure("ZRUpdate: downloading file failed: " + package.url,
+                                 "EC_ZRUPDATE_UPDATE_ERROR");
             continue;
         }
         if (holdsReadyPackage(folder.getPath(), i)) {
@@ -121,8 +122,9 @@ int ZRUpdateClient::downloadPackages() {
             ready = fetchPackage(package, folder);
         } catch (Exception& e) {
             // Whatever one offer breaks fails that package only.
-            ZRClientLog::failure("ZRUpdate: downloading file failed: " + package.url + ": " + e.getMessage(),
-                                 "EC_ZRUPDATE_UPDATE_ERROR");
+            ZRClientLog::failure(
+                "ZRUpdate: downloading file failed: " + package.url + ": " + e.getMessage(),
+                "EC_ZRUPDATE_UPDATE_ERROR");
         }
         if (!ready) {
             folder.remove();
@@ -150,13 +152,16 @@ bool ZRUpdateClient::fetchPackage(ZRPackageInfo& package, const ZRPackageFolder&
         return false;
     }
     String localFile = folder.getLocalFile();
-    if (!downloadFile(package.product.id, package.product.desc, package.url, localFile, package.size)) {
-        ZRClientLog::failure("ZRUpdate: downloading file failed: " + package.url, "EC_ZRUPDATE_UPDATE_ERROR");
+    if (!downloadFile(package.product.id, package.product.desc, package.url, localFile,
+                      package.size)) {
+        ZRClientLog::failure("ZRUpdate: downloading file failed: " + package.url,
+                             "EC_ZRUPDATE_UPDATE_ERROR");
         return false;
     }
     String digest;
     if (!md5File(localFile.c_str(), digest) || !digest.equalsIgnoreCase(package.md5)) {
-        ZRClientLog::failure("ZRUpdate: invalid md5 in downloading file: " + package.url, "EC_ZRUPDATE_PACKAGE_ERROR");
+        ZRClientLog::failure("ZRUpdate: invalid md5 in downloading file: " + package.url,
+                             "EC_ZRUPDATE_PACKAGE_ERROR");
         return false;
     }
     ZRProduct installed;
