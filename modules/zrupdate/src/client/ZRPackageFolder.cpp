@@ -1,5 +1,7 @@
 #include "client/ZRPackageFolder.h"
 
+#include <sys/stat.h>
+
 #include "Vector.h"
 #include "io/File.h"
 
@@ -14,6 +16,18 @@ String lastPart(const String& url) {
 
 bool isPlainName(const String& name) {
     return !name.isEmpty() && !name.equals(".") && !name.equals("..");
+}
+
+// Whether `path` names a folder itself (not a link to one), or anything
+// else. The work directory lies in /tmp, and a link there is never followed.
+bool isRealFolder(const String& path) {
+    struct stat info;
+    return lstat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
+}
+
+bool isOtherThanFolder(const String& path) {
+    struct stat info;
+    return lstat(path.c_str(), &info) == 0 && !S_ISDIR(info.st_mode);
 }
 
 }  // namespace
@@ -33,7 +47,8 @@ bool ZRPackageFolder::isUsable() const {
 
 bool ZRPackageFolder::prepare() const {
     File folder(path);
-    if (!folder.mkdirs() || !folder.isDirectory()) return false;
+    if (isOtherThanFolder(productPath) || isOtherThanFolder(path)) return false;
+    if (!folder.mkdirs() || !isRealFolder(path)) return false;
     Vector<String> names;
     folder.list(names);
     for (int i = 0; i < names.size(); i++) {
@@ -43,6 +58,7 @@ bool ZRPackageFolder::prepare() const {
 }
 
 void ZRPackageFolder::remove() const {
+    if (!isRealFolder(productPath)) return;
     File(path).deleteRecursive();
     // Only an empty product folder goes: another package of the same
     // product may already wait in it for installation.

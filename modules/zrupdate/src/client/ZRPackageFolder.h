@@ -22,7 +22,8 @@ public:
 
     // Makes the folder with its missing parents and empties it, so that
     // nothing an earlier run or package left there is taken for part of
-    // this one. False when it cannot be made or emptied.
+    // this one. False when it cannot be made or emptied, or when a link
+    // stands at its name or at the product folder's.
     bool prepare() const;
     // Removes the folder with everything in it, and the product's folder
     // once nothing else is left in it.
