@@ -2,10 +2,10 @@
 # -P: the delay-package list shown, one package installed from it, entries
 # removed with their files; install and remove wait for the run lock.
 source "$(dirname "$0")/lib.sh"
-: "${ZRUPDATE_DELAY_STATUS_FILE:?}"
+: "${ZRUPDATE_DELAY_STATUS_FILE:?}" "${ZRUPDATE_WORK_DIR:?}"
 
 list="$CONF/zr-delay-packages"
-held="$ZRUPDATE_HOME/tmp/zrupdate"   # where held-back packages live
+held="$ZRUPDATE_HOME$ZRUPDATE_WORK_DIR"   # where held-back packages live
 count() { xmllint --xpath "count(//PackageInfo$1)" "$2"; }
 
 # A held-back package of product ID whose script records its arguments and
@@ -36,15 +36,22 @@ printf '%s' "$OUT" >"$ZR_SCRATCH/out.xml"
 assert_eq "1 1" "$(count "" "$ZR_SCRATCH/out.xml") $(count "[ProductInfo/@id=9]" "$ZR_SCRATCH/out.xml")" "-P --id 9"
 assert_missing "$ZRUPDATE_DELAY_STATUS_FILE"
 
-# A link planted at the status file's name is never written through.
-ln -s "$ZR_SCRATCH/victim" "$ZRUPDATE_DELAY_STATUS_FILE"
-add_cleanup "rm -f '$ZRUPDATE_DELAY_STATUS_FILE'"
-mark_log
-zr -P --id 9 --debug
-assert_eq 255 "$RC" "status through a planted link"
-assert_missing "$ZR_SCRATCH/victim"
-assert_contains "$(new_log_text)" "failed to write packages to $ZRUPDATE_DELAY_STATUS_FILE" "log of the refusal"
-rm -f "$ZRUPDATE_DELAY_STATUS_FILE"
+# What another user put at the status file's name, a link or their folder
+# with a link inside, is cleared away without being followed.
+mkdir "$ZR_SCRATCH/victim" && echo keep >"$ZR_SCRATCH/victim/file"
+add_cleanup "rm -rf '$ZRUPDATE_DELAY_STATUS_FILE'"
+for planted in link folder; do
+  if [[ $planted == link ]]; then
+    ln -s "$ZR_SCRATCH/victim/file" "$ZRUPDATE_DELAY_STATUS_FILE"
+  else
+    mkdir "$ZRUPDATE_DELAY_STATUS_FILE" && ln -s "$ZR_SCRATCH/victim" "$ZRUPDATE_DELAY_STATUS_FILE/x"
+    chown -R -h nobody "$ZRUPDATE_DELAY_STATUS_FILE"
+  fi
+  zr -P --id 9
+  assert_eq "0 1" "$RC $(printf '%s' "$OUT" | xmllint --xpath 'count(//PackageInfo)' -)" "status past a planted $planted"
+  assert_eq "file keep" "$(ls "$ZR_SCRATCH/victim") $(cat "$ZR_SCRATCH/victim/file")" "$planted target"
+  assert_missing "$ZRUPDATE_DELAY_STATUS_FILE"
+done
 
 expect 255 "" -P --action install
 mark_log
@@ -92,4 +99,31 @@ assert_same_file "$ZR_SCRATCH/list.before" "$list" "unknown action"
 printf '#!/usr/bin/perl\nexit 1;\n' >"$ZRUPDATE_HOME/bin/write_lock.pl"
 expect 3 "" -P --action remove
 assert_same_file "$ZR_SCRATCH/list.before" "$list" "list without the lock"
+
+# Removal never leaves the folder of held-back packages, whatever the paths
+# say: dots, doubled separators, the home's own folders, links out of it.
+setup 0 0
+outside="$ZR_SCRATCH/outside" && mkdir -p "$outside/x" && echo keep >"$outside/x/file"
+ln -s "$outside" "$held/8"        # a link in the folder: removed, not its target
+ln -s "$ZRUPDATE_HOME" "$held/6"  # a link leading back to the home
+fingerprint() { find "$ZRUPDATE_HOME/bin" "$CONF" "$ZRUPDATE_HOME/logs" "$outside" -not -name "zr*.log*" -not -name "zr-delay-packages*" | sort; }
+entries=("$(held_package 7 0)")   # another product's package: kept
+for path in "$ZRUPDATE_HOME/./x" "$ZRUPDATE_HOME//conf/x" "$ZRUPDATE_HOME/conf/x" "$held/.." "$held/x" \
+            "$held/7/../x" "$held/6/bin/x" "$held/6/x" "$outside/x/y" "$held/8/x"; do
+  entries+=("$(package_xml "$path" 3 "Product 3" "" 1 0 0 0 "u-$path" m)")
+done
+write_package_list "$list" "${entries[@]}"
+before="$(fingerprint)"
+expect 0 "" -P --action remove --id 3
+assert_eq "$before" "$(fingerprint)" "home and outside target after removal"
+[[ -x "$held/7/2_0_0_0/install-package" && ! -e "$held/8" ]] || fail "only the removed entries' folders go"
+assert_eq "1 1" "$(count "" "$list") $(count "[ProductInfo/@id=7]" "$list")" "list after removing 3"
+# A listed package is run only from that folder.
+write_package_list "$list" "$(package_xml "$outside/x" 7 "Product 7" "" 2 0 0 0 u m)"
+printf '#!/bin/sh\ntouch "%s/ran"\n' "$ZR_SCRATCH" >"$outside/x/install-package" && chmod +x "$outside/x/install-package"
+mark_log
+zr -P --action install --id 7
+assert_eq 255 "$RC" "install from outside the folder"
+assert_missing "$ZR_SCRATCH/ran"
+assert_contains "$(new_log_text)" "ZRUpdate: refusing a package folder outside $held/7: $outside/x" "log of the refusal"
 echo "delay: all passed"

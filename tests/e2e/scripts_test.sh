@@ -80,5 +80,24 @@ sleep 0 & dead=$!; wait "$dead"
 lock --action TRYLOCK --pid "$dead" || fail "lock for a short-lived pid"
 lock --action TRYLOCK --pid $$ || fail "lock of a process that no longer exists is not free"
 lock --action UNLOCK --pid $$ || fail "unlock"
+# A live process id that now names another process (its start time is not
+# the one recorded) does not hold the lock.
+sleep 60 & reused=$!
+add_cleanup "kill $reused 2>/dev/null"
+lock --action TRYLOCK --pid "$reused" || fail "lock for a live process"
+read -r pid start <"$ZRUPDATE_HOME/tmp/zr-run-lock"
+[[ $pid == "$reused" && -n $start ]] || fail "lock state: $pid $start"
+echo "$pid $((start - 1))" >"$ZRUPDATE_HOME/tmp/zr-run-lock"
+lock --action TRYLOCK --pid $$ || fail "lock of a reused process id is not free"
+lock --action UNLOCK --pid $$ || fail "unlock"
+# Nor does a holder that has ended but was not yet reaped by its parent.
+perl -e '$| = 1; my $p = fork() // die; exit 0 unless $p; print "$p\n"; sleep 60' >"$ZR_SCRATCH/zombie" &
+add_cleanup "kill $! 2>/dev/null"
+for _ in $(seq 50); do [[ -s "$ZR_SCRATCH/zombie" ]] && break; sleep 0.1; done
+zombie="$(cat "$ZR_SCRATCH/zombie")"
+for _ in $(seq 50); do [[ "$(cut -d' ' -f3 "/proc/$zombie/stat")" == Z ]] && break; sleep 0.1; done
+lock --action TRYLOCK --pid "$zombie" || fail "lock for the zombie's pid"
+lock --action TRYLOCK --pid $$ || fail "lock of a zombie is not free"
+lock --action UNLOCK --pid $$ || fail "unlock"
 
 echo "scripts: all passed"

@@ -48,6 +48,11 @@ logged() { assert_contains "$(new_log_text)" "$1" "log"; }
 home
 update 2
 assert_eq "2.5.0.0" "$(version_of 7)" "version after the update"
+lock_released() {  # WHAT: taken during the run, free after it
+  [[ -f "$ZRUPDATE_HOME/tmp/zr-run-lock" && ! -s "$ZRUPDATE_HOME/tmp/zr-run-lock" ]] ||
+    fail "run lock not released after $1"
+}
+lock_released "an update"
 assert_eq "1" "$(xmllint --xpath 'string(//RunInfo/@result)' "$CONF/zr-newpkgs")" "run result in conf/zr-newpkgs"
 logged "Orvanta ZRUpdater sucessfully downloaded and installed 1 update(s)"
 assert_missing "$WORK/7"
@@ -71,18 +76,30 @@ assert_eq 1 "$RC" "-P install passes the script's 1 on"
 assert_eq "2.5.0.0" "$(version_of 7)" "version after -P install"
 assert_eq 0 "$(entries)" "delay list after -P install"
 assert_missing "$ZRUPDATE_HOME$WORK/7"
-# ... or removed with -P.
+# A second held-back version of the same product replaces the first in the
+# list; the files of both stay until removed.
 home
 update 2
+make_pkg --id 7 --version 2.6.0.0 --exit 1
+update 2
+assert_eq "1 $ZRUPDATE_HOME$WORK/7/2_6_0_0" "$(entries) $(xmllint --xpath 'string(//PackageInfo/@path)' "$LIST")" "second hold-back listed"
+[[ -x "$HELD/install-package" && -x "$ZRUPDATE_HOME$WORK/7/2_6_0_0/install-package" ]] ||
+  fail "files of a held-back package lost by the next hold-back"
+# ... or removed with -P.
 expect 0 "" -P --action remove
 assert_eq 0 "$(entries)" "delay list after -P remove"
 assert_missing "$ZRUPDATE_HOME$WORK/7"
+python3 -c 'import json, sys
+m = json.load(open(sys.argv[1]))
+m["packages"] = [e for e in m["packages"] if e["version"] != "2.6.0.0"]
+json.dump(m, open(sys.argv[1], "w"))' "$PK/manifest.json"
 
 # --- failures: nothing installed (-6), nothing lost ---
 make_pkg --id 7 --version 2.5.0.0 --exit 3
 home
 update 250
 unchanged "failing script"
+lock_released "a failed installation"
 logged "Install6 Product 7 (2.5.0.0) failed"
 # An archive unzip cannot read (offered with its right size and digest).
 printf 'not a zip archive\n' >"$PK/p7-2.5.0.0.zip"
@@ -130,14 +147,21 @@ printf '#!/usr/bin/perl\nexit 1;\n' >"$ZRUPDATE_HOME/bin/write_lock.pl"
 update 244
 unchanged "no run lock"
 assert_eq "0" "$(xmllint --xpath 'string(//RunInfo/@result)' "$CONF/zr-newpkgs")" "package listed, not installed"
-# A link planted at the work directory's name: refused before any request.
-home
-mkdir "$ZR_SCRATCH/elsewhere"
-ln -s "$ZR_SCRATCH/elsewhere" "$WORK"
-update 251
-logged "ZRUpdate: refusing the work directory: $WORK"
-assert_eq "" "$(ls "$ZR_SCRATCH/elsewhere")" "nothing written through the link"
-rm -f "$WORK"
+# What another user put at the work directory's name never stops an update
+# and is never followed: a link, or their folder with a link inside.
+mkdir "$ZR_SCRATCH/elsewhere" && echo keep >"$ZR_SCRATCH/elsewhere/file"
+for planted in link folder; do
+  home
+  if [[ $planted == link ]]; then
+    ln -s "$ZR_SCRATCH/elsewhere" "$WORK"
+  else
+    mkdir "$WORK" && ln -s "$ZR_SCRATCH/elsewhere" "$WORK/7" && chown -R -h nobody "$WORK"
+  fi
+  update 2
+  assert_eq "2.5.0.0" "$(version_of 7)" "installed past a planted $planted"
+  assert_eq "file keep" "$(ls "$ZR_SCRATCH/elsewhere") $(cat "$ZR_SCRATCH/elsewhere/file")" "$planted target"
+  assert_eq "755 root" "$(stat -c '%a %U' "$WORK")" "work directory after a planted $planted"
+done
 
 # --- ping: 0 answered, -28 unreachable, -2 no server ---
 home

@@ -27,6 +27,26 @@ class SafeOpen {
     // becomes exactly `mode`, so that no other user can put entries in it.
     // Returns a close-on-exec descriptor of the folder, or -1 with `why`.
     static int folder(const char* path, mode_t mode, String& why);
+
+    // Makes `path` a folder of the effective user with exactly `mode` and
+    // opens it, whatever another user put at the name: a link, file or FIFO
+    // there is removed itself (a link's target is never touched), and a
+    // folder of another user is moved aside and then removed without
+    // following any link inside it. The name is tried a few times, in case
+    // somebody keeps planting; -1 with `why` when it could not be had.
+    static int claimFolder(const char* path, mode_t mode, String& why);
+
+    // Creates `path` anew as a regular file of the effective user with
+    // exactly `mode`, open for reading and writing, after clearing the name
+    // as claimFolder does. Returns a close-on-exec descriptor, or -1 with
+    // `why`.
+    static int claimFile(const char* path, mode_t mode, String& why);
+
+    // Removes `path` with everything below it without ever following a
+    // symbolic link: each folder is opened through its parent's descriptor,
+    // so a link swapped in for a folder while the tree is being removed is
+    // removed itself. True when nothing is left at the name.
+    static bool removeTree(const char* path);
 };
 
 #endif

@@ -1,9 +1,15 @@
 #include "io/SafeOpen.h"
 
+#include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>
+#include <stdio.h>
+#include <string.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include <string>
+#include <vector>
 
 #include "SystemError.h"
 
@@ -86,4 +92,108 @@ int SafeOpen::folder(const char* path, mode_t mode, String& why) {
     int fd = open(path, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
     if (fd < 0) return refuseError(path, errno, why);
     return accept(fd, path, true, false, mode, why);
+}
+
+namespace {
+
+// Tries at taking a name that somebody else holds; each try clears it once.
+const int kClaimTries = 5;
+// Deeper trees are not removed: a stranger's tree must not exhaust the
+// descriptors or the stack.
+const int kMaxTreeDepth = 128;
+
+bool removeEntryAt(int parent, const char* name, int depth) {
+    int fd = openat(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0) {
+        // A link, a file or any other non-folder: the name itself goes.
+        return (errno == ELOOP || errno == ENOTDIR) && unlinkat(parent, name, 0) == 0;
+    }
+    DIR* dir = fdopendir(fd);
+    if (dir == nullptr) {
+        close(fd);
+        return false;
+    }
+    std::vector<std::string> names;
+    while (struct dirent* entry = readdir(dir)) {
+        if (strcmp(entry->d_name, ".") != 0 && strcmp(entry->d_name, "..") != 0) {
+            names.push_back(entry->d_name);
+        }
+    }
+    bool ok = depth < kMaxTreeDepth;
+    for (size_t i = 0; ok && i < names.size(); i++) {
+        ok = removeEntryAt(dirfd(dir), names[i].c_str(), depth + 1);
+    }
+    closedir(dir);
+    return ok && unlinkat(parent, name, AT_REMOVEDIR) == 0;
+}
+
+// Moves a folder that is not the program's out of the way under a fresh
+// name beside it, then removes it. The move is one step that follows no
+// link, so the name is free at once even if the removal is never finished.
+bool moveAside(const char* path) {
+    for (int i = 0; i < kClaimTries; i++) {
+        std::string aside = std::string(path) + ".foreign." + std::to_string(getpid()) + "." +
+                            std::to_string(i);
+        if (renameat2(AT_FDCWD, path, AT_FDCWD, aside.c_str(), RENAME_NOREPLACE) == 0) {
+            SafeOpen::removeTree(aside.c_str());
+            return true;
+        }
+        if (errno != EEXIST) return false;
+    }
+    return false;
+}
+
+// Frees the name of whatever is there, never following it.
+void clearName(const char* path) {
+    struct stat info;
+    if (lstat(path, &info) != 0) return;
+    if (S_ISDIR(info.st_mode)) {
+        moveAside(path);
+    } else {
+        unlink(path);
+    }
+}
+
+// The open folder is the program's own: a folder of the effective user,
+// given exactly `mode`.
+bool ownFolder(int fd, mode_t mode) {
+    struct stat info;
+    if (fstat(fd, &info) != 0 || !S_ISDIR(info.st_mode) || info.st_uid != geteuid()) return false;
+    return (info.st_mode & 07777) == mode || fchmod(fd, mode) == 0;
+}
+
+}  // namespace
+
+int SafeOpen::claimFolder(const char* path, mode_t mode, String& why) {
+    for (int i = 0; i < kClaimTries; i++) {
+        if (mkdir(path, mode) != 0 && errno != EEXIST) return refuseError(path, errno, why);
+        int fd = open(path, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+        if (fd >= 0 && ownFolder(fd, mode)) return fd;
+        if (fd >= 0) close(fd);
+        clearName(path);
+    }
+    return refuse(path, "kept by another user", why);
+}
+
+int SafeOpen::claimFile(const char* path, mode_t mode, String& why) {
+    const int flags = O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
+    for (int i = 0; i < kClaimTries; i++) {
+        int fd = open(path, flags, mode);
+        if (fd >= 0) {
+            // Created here, so ours; only the umask may have narrowed it.
+            if (fchmod(fd, mode) == 0) return fd;
+            int error = errno;
+            close(fd);
+            return refuseError(path, error, why);
+        }
+        if (errno != EEXIST) return refuseError(path, errno, why);
+        clearName(path);
+    }
+    return refuse(path, "kept by another user", why);
+}
+
+bool SafeOpen::removeTree(const char* path) {
+    struct stat info;
+    if (lstat(path, &info) != 0) return errno == ENOENT;
+    return removeEntryAt(AT_FDCWD, path, 0);
 }

@@ -9,7 +9,7 @@
 #include "Exception.h"
 #include "ZRPaths.h"
 #include "install/ZRInstallScript.h"
-#include "io/File.h"
+#include "install/ZRPackageFolders.h"
 #include "io/SafeOpen.h"
 #include "store/ZRPackageFile.h"
 #include "store/ZRStoreFile.h"
@@ -46,13 +46,14 @@ bool writeAll(int fd, const String& text) {
 }
 
 // The delay-status file lies in a folder every user can write to, and the
-// program runs as root: it is opened without following a link planted at
-// its name and only when it is a plain file of this user. The document is
+// program runs as root: it is created anew as a plain file of this user,
+// whatever somebody put at its name (removed, never followed), so that
+// nobody else can either redirect or block the status. The document is
 // written to it and read back through the same descriptor, then the name is
 // removed. Returns the text read back, or false (with `why`).
 bool passThroughStatusFile(const String& text, String& readBack, String& why) {
     const char* path = ZRPaths::DELAY_STATUS_FILE;
-    int fd = SafeOpen::file(path, 0600, false, why);
+    int fd = SafeOpen::claimFile(path, 0600, why);
     if (fd < 0) return false;
     bool ok = ftruncate(fd, 0) == 0 && writeAll(fd, text) && lseek(fd, 0, SEEK_SET) == 0;
     std::string bytes;
@@ -115,11 +116,13 @@ int removeAction(long id, Vector<ZRPackageInfo>& list, bool removeFiles) {
     }
     // The list is written first, so that it never names files already gone.
     if (writePackages(list, delayListPath()) != 0) return -1;
+    // Only ever inside the folder of held-back packages, whatever the
+    // entries' paths say.
     for (int i = 0; i < holders.size(); i++) {
-        File holder(holders.elementAt(i));
-        if (!isInsideFolder(holder.getPath(), ZRPaths::HOME) || !holder.deleteRecursive()) {
+        const String& holder = holders.elementAt(i);
+        if (!removeInside(holder, heldBackRoot())) {
             String message("removing temporary directory: ");
-            ZRStoreFile::logDebug(message.append(holder.getPath()).append(" failed"));
+            ZRStoreFile::logDebug(message.append(holder).append(" failed"));
         }
     }
     return 0;
@@ -164,9 +167,13 @@ int delayPackages(long id, String& action, bool removeFiles) {
 }
 
 int installDelayPackage(const ZRPackageInfo& pkg) {
-    String script(pkg.path);
+    // Only a package held back by an update run is run, never a script
+    // wherever else the list may point.
+    ZRPackageInfo held(pkg);
+    if (!packageFolderIn(pkg, heldBackRoot(), held.path)) return -1;
+    String script(held.path);
     script.append("/install-package");
-    int status = runInstallScript(script, pkg);
+    int status = runInstallScript(script, held);
     bool exited = status >= 0 && WIFEXITED(status);
     int code = exited ? WEXITSTATUS(status) : -1;
     String message("install script exit status: ");

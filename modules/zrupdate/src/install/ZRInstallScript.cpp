@@ -30,10 +30,3 @@ String packageFailureLine(const char* prefix, const ZRPackageInfo& package) {
     line.append(package.product.desc).append(" (").append(package.version.toString()).append(") failed");
     return line;
 }
-
-bool isInsideFolder(const String& path, const char* folder) {
-    String prefix(folder);
-    prefix.append("/");
-    return path.startsWith(prefix.c_str()) && path.length() > prefix.length() && path.indexOf("/../") < 0 &&
-           !path.endsWith("/..");
-}

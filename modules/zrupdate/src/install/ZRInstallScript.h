@@ -18,9 +18,4 @@ int runInstallScript(const String& scriptPath, const ZRPackageInfo& package);
 // style failure line: `prefix` + desc + " (" + version + ") failed".
 String packageFailureLine(const char* prefix, const ZRPackageInfo& package);
 
-// Whether `path` names something below `folder` (not the folder itself),
-// with no ".." that could lead out of it. Packages are only ever removed
-// inside the folders that hold them, whatever path a package list names.
-bool isInsideFolder(const String& path, const char* folder);
-
 #endif

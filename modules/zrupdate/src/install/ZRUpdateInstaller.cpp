@@ -5,7 +5,9 @@
 #include "Exception.h"
 #include "ZRPaths.h"
 #include "install/ZRInstallScript.h"
+#include "install/ZRPackageFolders.h"
 #include "io/File.h"
+#include "io/SafeOpen.h"
 #include "store/ZRUpdateParser.h"
 #include "util/ChildProcess.h"
 #include "util/Log.h"
@@ -42,6 +44,13 @@ bool runProgram(const char* program, std::initializer_list<String> args, const S
     return ChildProcess::exitedWith(status, 0);
 }
 
+// A plain name of an entry in a folder: not empty, no "/" (nor a backslash,
+// which the script's path turns into one), not "." or "..".
+bool isEntryName(const String& name) {
+    return !name.isEmpty() && name.indexOf('/') < 0 && name.indexOf('\\') < 0 &&
+           !name.equals(".") && !name.equals("..");
+}
+
 void readPackages(ZRUpdateParser& doc, bool parsed, Vector<ZRPackageInfo>& out) {
     try {
         if (parsed) doc.getPackageList(out, true);
@@ -75,52 +84,84 @@ int ZRUpdateInstaller::install() {
 }
 
 bool ZRUpdateInstaller::installPackage(ZRPackageInfo& package) {
+    Outcome outcome = unpackAndRun(package);
+    // A held-back package's files now live under the home. Anything else
+    // leaves nothing behind for the next package of the same product to be
+    // unpacked over.
+    if (outcome != Outcome::HeldBack) removeProductFolder(package);
+    return outcome != Outcome::Failed;
+}
+
+ZRUpdateInstaller::Outcome ZRUpdateInstaller::unpackAndRun(ZRPackageInfo& package) {
     if (package.downloadResult != 1) {
         String message("ZRUpdate: package file of '");
         message.append(package.product.name).append(" (").append(package.version.toString()).append(") is invalid");
         logDebug(message);
-        return false;
+        return Outcome::Failed;
     }
     if (!package.format.equalsIgnoreCase("zip")) {
         String message("ZRUpdate: unsupported package format: ");
         logDebug(message.append(package.format));
-        return false;
+        return Outcome::Failed;
     }
     String starting("Install ");
     logInfo(starting.append(package.product.desc).append(" ..."));
 
+    String folder;
+    if (!packageFolderIn(package, String(ZRPaths::WORK_DIR), folder)) return Outcome::Failed;
+    package.path = folder;
+    // The archive (deleted once unpacked) and the script (run as root) are
+    // entries of the package folder, never paths leading elsewhere.
+    if (!isEntryName(package.file) || !isEntryName(package.installScript)) {
+        String message(
+            "ZRUpdate: refusing a package file or script that is no name in its folder: ");
+        logInfo(message.append(package.file).append(", ").append(package.installScript));
+        return Outcome::Failed;
+    }
     String archive(package.path);
     archive.append("/").append(package.file);
-    if (!unpack(package, archive)) return false;
+    if (!unpack(package, archive)) return Outcome::Failed;
 
     String script(package.path);
     script.append("/").append(package.installScript);
     int status = runInstallScript(script, package);
-    bool counted = false;
     if (ChildProcess::exitedWith(status, 0)) {
         package.runResult = kInstalled;
-        counted = true;
-    } else if (ChildProcess::exitedWith(status, kScriptInstallLater)) {
-        // The unpacked files now live under the home: nothing to clean up.
-        return holdBack(package);
-    } else if (status >= 0 && WIFSIGNALED(status)) {
-        logInfo(packageFailureLine("Install7 ", package));
-    } else {
-        logInfo(packageFailureLine("Install6 ", package));
+        return Outcome::Installed;
     }
+    if (ChildProcess::exitedWith(status, kScriptInstallLater)) {
+        return holdBack(package) ? Outcome::HeldBack : Outcome::Failed;
+    }
+    bool signalled = status >= 0 && WIFSIGNALED(status);
+    logInfo(packageFailureLine(signalled ? "Install7 " : "Install6 ", package));
+    return Outcome::Failed;
+}
 
-    // The product directory (the parent of the package directory) goes; only
-    // ever inside the work directory, whatever path a package list names.
+// The product folder (the parent of the package folder) goes; only ever
+// inside the work directory, whatever path the package list names.
+void ZRUpdateInstaller::removeProductFolder(const ZRPackageInfo& package) {
+    if (package.path.isEmpty()) return;
     String parent = File(package.path).getParent();
-    File productDir(parent.isEmpty() ? package.path : parent);
-    if (!isInsideFolder(productDir.getPath(), ZRPaths::WORK_DIR) || !productDir.deleteRecursive()) {
+    String productDir(parent.isEmpty() ? package.path : parent);
+    if (!removeInside(productDir, String(ZRPaths::WORK_DIR))) {
         String message("removing temporary directory: ");
-        logDebug(message.append(productDir.getPath()).append(" failed"));
+        logDebug(message.append(productDir).append(" failed"));
     }
-    return counted;
+}
+
+// Whatever an earlier package of the same product and version left in the
+// folder goes before unpacking: only the archive itself is kept.
+void ZRUpdateInstaller::clearLeftovers(const ZRPackageInfo& package) {
+    Vector<String> names;
+    File(package.path).list(names);
+    for (int i = 0; i < names.size(); i++) {
+        if (names.elementAt(i).equals(package.file)) continue;
+        SafeOpen::removeTree(File(package.path, names.elementAt(i)).getPath().c_str());
+    }
 }
 
 bool ZRUpdateInstaller::unpack(const ZRPackageInfo& package, const String& archive) {
+    clearLeftovers(package);
     const char* unzip = ZRPaths::UNZIP;
     const String& dir = package.path;
     // unzip's own messages (the probe's "filename not matched" for every
@@ -139,7 +180,6 @@ bool ZRUpdateInstaller::unpack(const ZRPackageInfo& package, const String& archi
         return false;
     }
     if (!runProgram(unzip, {"unzip", "-q", "-o", archive, "-d", dir}, packageFailureLine("Install4 ", package), quiet)) {
-        // The archive is kept when it cannot be unpacked, for a look at it.
         logInfo(packageFailureLine("Install5 ", package));
         return false;
     }
@@ -154,14 +194,21 @@ bool ZRUpdateInstaller::holdBack(ZRPackageInfo& package) {
     String moving("move path ");
     logInfo(moving.append(target).append(" ").append(slash));
 
-    File existing(target);
+    ZRPackageInfo held(package);
+    held.path = target;
+    String checked;
+    if (!packageFolderIn(held, heldBackRoot(), checked)) return false;
+
+    // An earlier copy of the same package goes first. When it cannot, the
+    // move would put the package inside it, among its old files: the
+    // package is not held back then.
     String removal("rm path ");
     removal.append(target);
-    if (existing.exists() && !existing.deleteRecursive()) {
+    if (!SafeOpen::removeTree(checked.c_str())) {
         logInfo(removal.append(") failed"));
-    } else {
-        logInfo(removal.append(") success"));
+        return false;
     }
+    logInfo(removal.append(") success"));
 
     String parent = target.substring(0, slash);
     String mkdirFailed("mkdir path ");

@@ -31,8 +31,13 @@ class ZRUpdateInstaller : public ZRObject {
     const Vector<ZRPackageInfo>& getPackages() const { return packages; }
 
   private:
+    enum class Outcome { Installed, HeldBack, Failed };
+
     // True when the package ended installed or held back.
     bool installPackage(ZRPackageInfo& package);
+    Outcome unpackAndRun(ZRPackageInfo& package);
+    void removeProductFolder(const ZRPackageInfo& package);
+    void clearLeftovers(const ZRPackageInfo& package);
     // Unpacks the archive; false (logged) when unzip failed.
     bool unpack(const ZRPackageInfo& package, const String& archive);
     // Moves the unpacked package under the home directory for a later

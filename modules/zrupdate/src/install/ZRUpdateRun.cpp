@@ -36,10 +36,13 @@ const long kUpdaterId = 1000;
 
 // The work directory lies in a folder every user can write to, and packages
 // are unpacked and run from it as root: it must be a real folder of this
-// user (not a link planted at its name), closed to everyone else.
+// user that nobody else can write to. Whatever another user put at its name
+// is cleared away rather than refused, so that nobody can stop the updates.
+// Others may read it: install scripts that switch to a service account read
+// their package from it.
 bool workDirIsSafe() {
     String why;
-    int fd = SafeOpen::folder(ZRPaths::WORK_DIR, 0700, why);
+    int fd = SafeOpen::claimFolder(ZRPaths::WORK_DIR, 0755, why);
     if (fd < 0) {
         ZRClientLog::info(String("ZRUpdate: refusing the work directory: ").append(why));
         return false;
