@@ -35,6 +35,9 @@ printf 'S000001' >"$S/sid.body"
 http_file sid "200 OK" "$S/sid.body"
 http_file good "200 OK" "$GOOD"
 http_file missing "404 Not Found" "$S/empty.body"
+# The whole file as a 206 that nobody asked for.
+{ printf 'HTTP/1.0 206 Partial Content\r\nContent-Range: bytes 0-%s/%s\r\nContent-Length: %s\r\n\r\n' \
+    $((GOOD_SIZE - 1)) "$GOOD_SIZE" "$GOOD_SIZE"; cat "$GOOD"; } >"$S/unasked"
 
 # offer ID VERSION URL MD5 SIZE: one PackageInfo that claims to be
 # downloaded (result 1) into the outside folder and already installed.
@@ -92,4 +95,8 @@ run_update 2 "$S/sid" "$S/good"
 assert_eq "2.5.0.0" "$(version_of 7)" "the package beside a URL without file name"
 assert_eq "2.0.0.0" "$(version_of 8)" "version of the package without file name"
 assert_missing "$S/evil-ran"
+# A part answered to a request for the whole file is refused.
+answer "$(offer 7 2.5.0.0 p7-2.5.0.0.zip "$GOOD_MD5" "$GOOD_SIZE" 0)"
+run_update 251 "$S/sid" "$S/unasked"
+assert_eq "2.0.0.0" "$(version_of 7)" "version after an unasked 206"
 echo "offer trust: all passed"
