@@ -114,6 +114,96 @@ TEST(ClientSocket, TimeOutsInWholeSeconds) {
     ::close(server);
 }
 
+// A connected pair: the socket (time-out 5 s per wait) and the peer's end.
+struct Pair {
+    Pair() : socket("127.0.0.1", peer.port()) {
+        socket.setTimeout(5000);
+        socket.open();
+        server = peer.accept();
+    }
+    ~Pair() { ::close(server); }
+    Listener peer;
+    ClientSocket socket;
+    int server;
+};
+
+const char* const kReadTimeout = "EC_READ_TIMEOUT: reading data from socket timeout";
+
+TEST(ClientSocket, BoundOfTheWaitsAsAWhole) {
+    Pair p;
+    char buf[8];
+    // Milliseconds count in full, unlike the time-out of each wait.
+    p.socket.limitWaits(1500);
+    double took = secondsOf(
+        [&] { EXPECT_EQ(kReadTimeout, socketError([&] { p.socket.read(buf, 1); })); });
+    EXPECT_GE(took, 1.4);
+    EXPECT_LE(took, 1.9);
+
+    // A passed bound fails even a wait whose bytes are there already.
+    p.socket.limitWaits(300);
+    ASSERT_EQ(2, ::write(p.server, "ab", 2));
+    EXPECT_EQ(1, p.socket.read(buf, 1));
+    usleep(400000);
+    EXPECT_EQ(kReadTimeout, socketError([&] { p.socket.read(buf, 1); }));
+    p.socket.limitWaits(-1);
+    EXPECT_EQ(1, p.socket.read(buf, 1));
+}
+
+TEST(ClientSocket, MinimumRateMovesTheBound) {
+    Pair p;
+    char buf[8];
+    p.socket.requireRate(4, 800);
+    usleep(500000);
+    ASSERT_EQ(4, ::write(p.server, "abcd", 4));
+    EXPECT_EQ(4, p.socket.read(buf, sizeof buf));
+    // Past the first period, but the four bytes moved the bound on.
+    usleep(600000);
+    ASSERT_EQ(3, ::write(p.server, "efg", 3));
+    EXPECT_EQ(3, p.socket.read(buf, sizeof buf));
+    // Three bytes are below the rate: the bound stays where it was.
+    usleep(400000);
+    ASSERT_EQ(1, ::write(p.server, "h", 1));
+    EXPECT_EQ(kReadTimeout, socketError([&] { p.socket.read(buf, sizeof buf); }));
+
+    // Bytes written count as well.
+    p.socket.requireRate(1, 500);
+    usleep(300000);
+    EXPECT_EQ(4, p.socket.write("abcd", 4));
+    usleep(300000);
+    EXPECT_EQ(1, p.socket.read(buf, sizeof buf));  // the "h" still queued
+
+    // A whole bound set after a rate is not moved by what arrives.
+    p.socket.limitWaits(300);
+    ASSERT_EQ(1, ::write(p.server, "i", 1));
+    EXPECT_EQ(1, p.socket.read(buf, sizeof buf));
+    usleep(400000);
+    ASSERT_EQ(1, ::write(p.server, "j", 1));
+    EXPECT_EQ(kReadTimeout, socketError([&] { p.socket.read(buf, sizeof buf); }));
+}
+
+// A peer that never reads cannot hold a large write: each write takes what
+// fits and the bound ends them. A send time-out of 3 s on the descriptor
+// makes a blocking send show as a slow test instead of a hung one.
+TEST(ClientSocket, WritesNeverBlockPastTheBound) {
+    Pair p;
+    timeval sendLimit{3, 0};
+    p.socket.setSockOpt(SOL_SOCKET, SO_SNDTIMEO, &sendLimit, sizeof sendLimit);
+    std::vector<char> block(8 << 20, 'x');
+    const int size = static_cast<int>(block.size());
+    p.socket.limitWaits(1000);
+    long sent = 0;
+    std::string error;
+    double took = secondsOf([&] {
+        for (int i = 0; i < 1000 && error.empty(); i++) {
+            error = socketError([&] { sent += p.socket.write(block.data(), size); });
+        }
+    });
+    EXPECT_EQ("EC_WRITE_TIMEOUT: sending data on socket timeout", error);
+    EXPECT_GT(sent, 0);
+    EXPECT_LT(sent, size);
+    EXPECT_LE(took, 1.5);
+}
+
 // Descriptors past the select() limit work: the waits use poll().
 TEST(ClientSocket, WorksAboveDescriptor1024) {
     rlimit limit;

@@ -159,4 +159,37 @@ TEST(HttpResponse, MalformedHeads) {
     EXPECT_FALSE(HttpResponse().read(nullptr));
 }
 
+std::string headerLines(int count) {
+    std::string lines;
+    for (int i = 0; i < count; i++) lines += "X-" + std::to_string(i) + ": v\r\n";
+    return lines;
+}
+
+// At most 100 lines and 64 KiB (line ends counted as two bytes); past that
+// the answer counts as none at all.
+TEST(HttpResponse, HeadBounds) {
+    const std::string status = "HTTP/1.0 200 OK\r\n";
+    Exchange lines100(status + headerLines(99) + "\r\nbody");
+    ASSERT_TRUE(lines100.response.read(&lines100.socket));
+    EXPECT_EQ(99, lines100.response.getHeader().size());
+    Exchange blankFirst("\r\n" + status + headerLines(99) + "\r\n");
+    EXPECT_FALSE(blankFirst.response.read(&blankFirst.socket));
+
+    // 17 + 8 * 8002 + 1503 bytes: exactly 64 KiB.
+    std::string big;
+    for (int i = 0; i < 8; i++) big += "X: " + std::string(7997, 'a') + "\n";
+    Exchange full(status + big + "Y: " + std::string(1498, 'b') + "\r\n\r\n");
+    ASSERT_TRUE(full.response.read(&full.socket));
+    EXPECT_EQ(9, full.response.getHeader().size());
+
+    for (const std::string& head : {status + headerLines(100) + "\r\n",
+                                    status + big + "Y: " + std::string(1499, 'b') + "\r\n\r\n"}) {
+        Exchange ex(head);
+        EXPECT_FALSE(ex.response.read(&ex.socket));
+        EXPECT_EQ(-1, ex.response.getStatus());
+        EXPECT_EQ(0, ex.response.getHeader().size());
+        EXPECT_EQ(nullptr, ex.response.getInputStream());
+    }
+}
+
 }  // namespace

@@ -68,7 +68,7 @@ int main(int argc, char** argv) {
             Log::openLog(value.c_str());
             Log::openDebugLog(value.c_str());
             Log::setDebug(true);
-            installNetworkTimeout(value.c_str());
+            installNetworkTimeout();
         } else {
             return 2;
         }

@@ -7,6 +7,7 @@
 
 #include "Exception.h"
 #include "String.h"
+#include "net/Deadline.h"
 
 // Socket failures. The message starts with a code such as "EC_READ_TIMEOUT"
 // (the text before the first colon) or is the system's error text.
@@ -79,8 +80,14 @@ class InetSocketAddress {
 //
 // The time-out is in milliseconds but honoured in whole seconds (2500 waits
 // 2 s; below 1000 checks readiness without waiting); negative waits without
-// limit. A TLS socket derives from this class and replaces open, write, read
-// and close.
+// limit. It bounds each single wait; a peer that sends or takes a byte now
+// and then wakes every wait in time, so the caller also sets a bound on the
+// waits that follow as a whole (limitWaits) or a minimum rate (requireRate).
+// A wait cut short by either throws the time-out code of the operation.
+// Writes never block: each send takes what the socket can hold now.
+//
+// A TLS socket derives from this class and replaces open, write, read and
+// close.
 class ClientSocket {
   public:
     static const int SOCKET_NEW = 0;
@@ -101,8 +108,9 @@ class ClientSocket {
     // Connects with the time-out. 0 on success, -1 (nothing done) when the
     // socket is not new; failures throw SocketException.
     virtual int open();
-    // Waits until the descriptor is writable, then one send(); a short count
-    // is returned as it is. -1 for a null buffer or len < 1, or a failed send.
+    // Waits until the descriptor is writable, then one send() of what the
+    // socket takes without blocking; a short count is returned as it is. -1
+    // for a null buffer or len < 1, or a failed send.
     virtual int write(const char* buf, int len);
     // Waits until the descriptor is readable, then one recv(): bytes read, 0
     // at the end of the stream, -1 for a failed recv (or null buf / len < 1).
@@ -122,6 +130,15 @@ class ClientSocket {
     int setSockOpt(int level, int name, const void* value, socklen_t length);
     void setBlocking(bool blocking);
 
+    // The waits from now on must all be over within `ms` (negative: only
+    // the time-out of each wait bounds them).
+    void limitWaits(int ms);
+    // From now on, each `periodMs` must move at least `bytes` (read or
+    // written): the bound moves `periodMs` ahead each time they have moved.
+    // A slow transfer goes on as long as it keeps that rate. A negative
+    // period sets no bound.
+    void requireRate(int bytes, int periodMs);
+
   protected:
     // Waits for `events` (POLLIN / POLLOUT) on the descriptor within the
     // time-out: 1 ready, 0 timed out, -1 failed (errno set; an interrupted
@@ -130,6 +147,10 @@ class ClientSocket {
     // The same within `ms` milliseconds (negative: no limit), for callers
     // that count down a deadline of their own (the TLS handshake).
     int waitFor(short events, int ms) const;
+    // The bound set by limitWaits or requireRate.
+    const Deadline& waitsBound() const { return bound; }
+    // Counts bytes moved towards the rate of requireRate.
+    void noteMoved(int count);
 
     int fd;
     InetSocketAddress* remote;
@@ -139,9 +160,17 @@ class ClientSocket {
     int state;
 
   private:
+    Deadline bound{-1};
+    // Rate rule: bytes due per period (0: none), the period, and the bytes
+    // moved since the bound last moved.
+    int rateBytes = 0;
+    int ratePeriod = -1;
+    long movedInPeriod = 0;
+
     // Waits for `events` within the time-out; a failed wait throws
     // `failCode`, a timed-out one `timeoutCode` (both logged as `where`).
-    void awaitReady(short events, const char* where, const char* failCode, const char* timeoutCode) const;
+    void awaitReady(short events, const char* where, const char* failCode,
+                    const char* timeoutCode) const;
     void init(InetSocketAddress* remoteAddress);
     void fillRemoteAddress();
     void fillLocalAddress();

@@ -12,6 +12,12 @@ class HttpResponse;
 // the response head; the caller reads the body from the response's stream.
 // A connection serves one send(); a further exchange uses a new object.
 //
+// Every part of the exchange ends within the time-out as a whole, however
+// slowly the server sends or takes the bytes: the connect, the request, the
+// response head, and then the body (read by the caller). A long transfer asks
+// for a minimum rate instead (setMinimumRate): then the request and the body
+// go on as long as each time-out brings that many bytes.
+//
 // A TLS connection derives from this class: it overrides connect() (hands
 // its own socket to dialHost():dialPort() to openSocket(), runs openTunnel()
 // through a proxy, then the handshake) and uses the protected fields.
@@ -44,6 +50,9 @@ class HttpConnection {
     void setTimeout(int ms) { timeout = ms; }
     void setTunnel(bool on) { tunnel = on; }
     void setKeepAlive(bool on) { keepAlive = on; }
+    // Bytes that each time-out period must move for the request body and the
+    // response body; 0 (the default) bounds each of them by one time-out.
+    void setMinimumRate(int bytes) { minimumRate = bytes; }
     bool isConnected() const { return connected; }
     bool isKeepAlive() const { return keepAlive; }
     ClientSocket* getSocket() const { return socket; }
@@ -73,8 +82,14 @@ class HttpConnection {
     bool connected;
     bool keepAlive;
     bool tunnel;
+    int minimumRate;
 
   private:
+    // The time-out as a bound of a whole part of the exchange: -1 (none)
+    // when the connection has no time-out.
+    int wholeLimit() const { return timeout > 0 ? timeout : -1; }
+    // Bounds what `socket` moves next: the whole time-out, or the rate.
+    void limitTransfer(ClientSocket& on) const;
     // Content-Length from the body arguments; false (logged) when unusable.
     bool addContentLength(HttpRequest& request);
     void writeBody(const HttpRequest& request);

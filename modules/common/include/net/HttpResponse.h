@@ -15,6 +15,11 @@ class HttpResponse {
   public:
     // Longest head line accepted.
     static const int kLineLimit = 8192;
+    // Most bytes (line ends included) and most lines of a whole head: a
+    // server that sends header lines without end gives a failed answer
+    // instead of filling the memory.
+    static const int kHeadLimit = 64 * 1024;
+    static const int kHeadLines = 100;
 
     HttpResponse();
     HttpResponse(const HttpResponse&) = delete;
@@ -23,7 +28,9 @@ class HttpResponse {
 
     // Reads the status line and the header lines and attaches the body
     // stream. False for a null socket, a malformed status line, a refused
-    // header line or a line of kLineLimit bytes. Socket exceptions pass
+    // header line or a line of kLineLimit bytes; a head beyond kHeadLimit
+    // or kHeadLines gives false with the status -1 and no header, as if
+    // nothing had been answered. Socket exceptions pass
     // through; so does the ArrayIndexException of a header line without ":"
     // or a status line ending right after its code.
     bool read(ClientSocket* socket);
@@ -41,7 +48,17 @@ class HttpResponse {
     String toString() const;
 
   private:
+    // Counts the lines of a head against kHeadLines and kHeadLimit.
+    struct HeadBudget {
+        int lines = 0;
+        long bytes = 0;
+        // False once the line of `lineLength` bytes goes past a limit.
+        bool take(int lineLength);
+    };
+
     bool parseStatusLine(const String& line);
+    // Forgets the head read so far; false.
+    bool refuseHead();
 
     String version;
     int status;

@@ -14,7 +14,9 @@ class SSLClient;
 // (handshake, read, write) must end within the time-out's whole seconds;
 // passing that runs the program's time-out handler (SSLClient), which ends
 // the program, or without one throws the operation's time-out code. A
-// shorter or no time-out sets no limit on reads and writes.
+// shorter or no time-out sets no limit on reads and writes. The bound on the
+// waits as a whole (limitWaits, requireRate) holds for TLS reads and writes
+// as for plain ones.
 class SSLClientSocket : public ClientSocket {
   public:
     SSLClientSocket(const InetAddress& address, int port);
@@ -52,7 +54,8 @@ class SSLClientSocket : public ClientSocket {
     friend class SSLClient;  // waits on the descriptor during the handshake
 
     // Throws `timeoutCode` / `failedCode` when the socket cannot take data
-    // within the time-out.
+    // within the time-out; runs the time-out handler first when the bound
+    // of the waits has passed.
     void checkWritable(const char* timeoutCode, const char* failedCode);
     // Waits for what the last TLS call needs from the peer, until `deadline`;
     // at the deadline runs the time-out handler, then throws `timeoutCode`.

@@ -173,8 +173,31 @@ void ClientSocket::close() {
 }
 
 int ClientSocket::waitFor(short events) const {
-    // Whole seconds, as the time-out has always been honoured.
-    return waitFor(events, timeout < 0 ? -1 : (timeout / 1000) * 1000);
+    // Whole seconds, as the time-out has always been honoured; the bound of
+    // the waits as a whole counts in full milliseconds. Once that bound has
+    // passed no wait succeeds, even on a descriptor that is ready at once.
+    if (bound.remaining() == 0) return 0;
+    return waitFor(events, bound.cap(timeout < 0 ? -1 : (timeout / 1000) * 1000));
+}
+
+void ClientSocket::limitWaits(int ms) {
+    bound = Deadline(ms);
+    rateBytes = 0;
+}
+
+void ClientSocket::requireRate(int bytes, int periodMs) {
+    bound = Deadline(periodMs);
+    rateBytes = periodMs < 0 ? 0 : bytes;
+    ratePeriod = periodMs;
+    movedInPeriod = 0;
+}
+
+void ClientSocket::noteMoved(int count) {
+    if (rateBytes <= 0 || count <= 0) return;
+    movedInPeriod += count;
+    if (movedInPeriod < rateBytes) return;
+    bound = Deadline(ratePeriod);
+    movedInPeriod = 0;
 }
 
 int ClientSocket::waitFor(short events, int ms) const {
@@ -257,16 +280,26 @@ int ClientSocket::read(char* buf, int len) {
     if (buf == nullptr || len <= 0) return -1;
     awaitReady(POLLIN, "ClientSocket::read: ", "EC_READ_FAILED: reading data from socket failed",
                "EC_READ_TIMEOUT: reading data from socket timeout");
-    return static_cast<int>(::recv(fd, buf, static_cast<size_t>(len), 0));
+    int got = static_cast<int>(::recv(fd, buf, static_cast<size_t>(len), 0));
+    noteMoved(got);
+    return got;
 }
 
 int ClientSocket::write(const char* buf, int len) {
     if (buf == nullptr || len <= 0) return -1;
-    awaitReady(POLLOUT, "ClientSocket::write: ", "EC_WRITE_FAILED: sending data on socket failed",
-               "EC_WRITE_TIMEOUT: sending data on socket timeout");
-    // MSG_NOSIGNAL: a peer that went away gives -1 (EPIPE) here instead of
-    // a signal, whether or not the program ignores SIGPIPE.
-    return static_cast<int>(::send(fd, buf, static_cast<size_t>(len), MSG_NOSIGNAL));
+    for (;;) {
+        awaitReady(POLLOUT, "ClientSocket::write: ",
+                   "EC_WRITE_FAILED: sending data on socket failed",
+                   "EC_WRITE_TIMEOUT: sending data on socket timeout");
+        // MSG_DONTWAIT: a peer that stops reading cannot hold a large send
+        // past the bound; what does not fit now is the caller's next piece.
+        // MSG_NOSIGNAL: a peer that went away gives -1 (EPIPE) here instead
+        // of a signal, whether or not the program ignores SIGPIPE.
+        ssize_t sent = ::send(fd, buf, static_cast<size_t>(len), MSG_NOSIGNAL | MSG_DONTWAIT);
+        if (sent < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) continue;
+        noteMoved(static_cast<int>(sent));
+        return static_cast<int>(sent);
+    }
 }
 
 InetAddress* ClientSocket::getInetAddress() const { return remote ? remote->getAddress() : nullptr; }

@@ -35,7 +35,8 @@ HttpConnection::HttpConnection()
       timeout(-1),
       connected(false),
       keepAlive(true),
-      tunnel(false) {}
+      tunnel(false),
+      minimumRate(0) {}
 
 HttpConnection::~HttpConnection() { delete socket; }
 
@@ -86,8 +87,10 @@ bool HttpConnection::openTunnel() {
     text.append("User-Agent: Mozilla/4.0\r\n");
     if (!proxyUser.isEmpty()) text.append("Proxy-authorization: ").append(proxyCredentials()).append("\r\n");
     text.append("\r\n");
+    wrapper.limitWaits(wholeLimit());
     writeAll(wrapper, text.c_str(), text.length());
     debug(text);
+    wrapper.limitWaits(wholeLimit());
 
     // The proxy says nothing after its answer until the client speaks, so
     // the response's read-ahead cannot take bytes of the tunnelled stream.
@@ -110,10 +113,21 @@ bool HttpConnection::send(HttpRequest& request, HttpResponse& response) {
     if (header.indexOf("Keep-Alive") < 0) header.add("Connection", "close");
 
     String head = request.toString();
+    limitTransfer(*socket);
     writeAll(*socket, head.c_str(), head.length());
     writeBody(request);
+    socket->limitWaits(wholeLimit());
     response.read(socket);
+    limitTransfer(*socket);
     return true;
+}
+
+void HttpConnection::limitTransfer(ClientSocket& on) const {
+    if (minimumRate > 0) {
+        on.requireRate(minimumRate, wholeLimit());
+    } else {
+        on.limitWaits(wholeLimit());
+    }
 }
 
 bool HttpConnection::addContentLength(HttpRequest& request) {

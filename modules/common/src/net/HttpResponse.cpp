@@ -17,19 +17,36 @@ bool HttpResponse::read(ClientSocket* socket) {
     std::unique_ptr<SocketInputStream> stream(new SocketInputStream(socket));
     String line;
     int length;
+    HeadBudget budget;
     do {  // blank lines before the status line are skipped
         length = stream->readLine(line, kLineLimit);
         if (length < 0 || length == kLineLimit) return false;
+        if (!budget.take(length)) return refuseHead();
     } while (length == 0);
     if (!parseStatusLine(line)) return false;
 
     // An empty line, the end of the stream or a failed read ends the head.
     while ((length = stream->readLine(line, kLineLimit)) >= 1) {
+        if (!budget.take(length)) return refuseHead();
         if (length > kLineLimit - 1 || !header.parse(line)) return false;
     }
     delete body;
     body = stream.release();
     return true;
+}
+
+bool HttpResponse::HeadBudget::take(int lineLength) {
+    lines++;
+    bytes += lineLength + 2;  // counted with "\r\n" whatever the line ended with
+    return lines <= kHeadLines && bytes <= kHeadLimit;
+}
+
+bool HttpResponse::refuseHead() {
+    status = -1;
+    version.clear();
+    reason.clear();
+    header.clear();
+    return false;
 }
 
 // "HTTP/<digits and dots> <digits> <reason>"; the reason is required.

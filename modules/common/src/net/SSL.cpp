@@ -11,7 +11,7 @@
 #include <poll.h>
 
 #include "net/ClientSocket.h"
-#include "Deadline.h"
+#include "net/Deadline.h"
 #include "net/SSLClientSocket.h"
 #include "SSLSettings.h"
 #include "util/Log.h"

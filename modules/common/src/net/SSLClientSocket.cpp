@@ -3,7 +3,7 @@
 #include <errno.h>
 #include <poll.h>
 
-#include "Deadline.h"
+#include "net/Deadline.h"
 #include "net/SSL.h"
 
 namespace {
@@ -47,12 +47,18 @@ void SSLClientSocket::setPeerName(const String& name) { client->setPeerName(name
 
 void SSLClientSocket::checkWritable(const char* timeoutCode, const char* failedCode) {
     int ready = waitFor(POLLOUT);
+    // A passed bound of the waits ends the run like any TLS time-out, here
+    // as in awaitPeer, whichever wait it happens to pass in.
+    if (ready == 0 && waitsBound().remaining() == 0) SSLClient::timedOut();
     if (ready == 0) fail(timeoutCode, __LINE__);
     if (ready < 0) fail(failedCode, __LINE__);
 }
 
 void SSLClientSocket::awaitPeer(const Deadline& deadline, const char* timeoutCode, const char* failedCode) {
-    int ready = waitFor(client->wanted(), deadline.remaining());
+    // The bound the caller set on the waits as a whole holds here too; once
+    // either has passed nothing more is awaited.
+    int limit = waitsBound().cap(deadline.remaining());
+    int ready = limit == 0 ? 0 : waitFor(client->wanted(), limit);
     if (ready > 0 || (ready < 0 && errno == EINTR)) return;
     if (ready < 0) fail(failedCode, __LINE__);
     SSLClient::timedOut();
@@ -72,12 +78,16 @@ int SSLClientSocket::transfer(Call call, const char* timeoutCode, const char* fa
 
 int SSLClientSocket::write(const char* buf, int len) {
     if (buf == nullptr || len <= 0) return -1;
-    return transfer([&] { return client->write(buf, len); }, kWriteTimeout, kWriteFailed);
+    int sent = transfer([&] { return client->write(buf, len); }, kWriteTimeout, kWriteFailed);
+    noteMoved(sent);
+    return sent;
 }
 
 int SSLClientSocket::read(char* buf, int len) {
     if (buf == nullptr || len <= 0) return -1;
-    return transfer([&] { return client->read(buf, len); }, kReadTimeout, kReadFailed);
+    int got = transfer([&] { return client->read(buf, len); }, kReadTimeout, kReadFailed);
+    noteMoved(got);
+    return got;
 }
 
 void SSLClientSocket::close() {

@@ -4,12 +4,13 @@
 #ifndef ZR_NETWORK_TIMEOUT_H
 #define ZR_NETWORK_TIMEOUT_H
 
-#include "String.h"
-
 // Installs that ending as the TLS layer's time-out handler, where it runs
-// from ordinary code, and as the SIGALRM handler. A signal handler may only
-// do async-signal-safe work, so the alarm writes the prepared log line to
-// `logPath` and ends the process at once, without clearing anything.
-void installNetworkTimeout(const String& logPath);
+// from ordinary code and so can clear the work directory.
+//
+// No SIGALRM handler: nothing arms an alarm. Every network wait ends by
+// itself (poll() against the time-out and against a bound of each part of
+// the exchange as a whole), and a signal handler could only log and leave
+// without clearing anything.
+void installNetworkTimeout();
 
 #endif

@@ -94,7 +94,10 @@ bool ensureDefaultDocument(const char* name, int (*create)(), const char* creati
 int run(int argc, char** argv) {
     String logPath = ZRStoreFile::homeFile(ZRStateFiles::LOG);
     std::signal(SIGPIPE, SIG_IGN);
-    installNetworkTimeout(logPath);
+    // A timed-out TLS operation ends the run (status 247). No SIGALRM
+    // handler is installed: every network wait has its own end, so nothing
+    // arms an alarm (see NetworkTimeout.h).
+    installNetworkTimeout();
 
     File(String(ZRPaths::HOME)).mkdirs();
     // The log directory is made too: a home without it would otherwise send

@@ -225,6 +225,7 @@ bool ZRUpdateClient::downloadFile(long productId, const String& name, const Stri
         std::unique_ptr<HttpConnection> connection(createConnection(2));
         if (!connection) continue;
         connection->setKeepAlive(false);
+        connection->setMinimumRate(1024);  // a slow but live link may take many time-outs
         long held = 0;
         bool answered = false;
         try {

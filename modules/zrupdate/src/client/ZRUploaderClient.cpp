@@ -29,6 +29,8 @@ const char kDateHeader[] = "X-ZR-Date";
 const char kVirusNameHeader[] = "X-ZR-Virus-Name";
 const char kMD5Header[] = "X-ZR-MD5";
 const int kDefaultTimeoutMs = 180000;
+// Bytes that must move in each time-out while an upload goes on.
+const int kMinimumRate = 1024;
 
 void logDebug(const String& message) {
     Log::getLog()->log(message, Log::LEVEL_DEBUG);
@@ -161,6 +163,9 @@ int ZRUploaderClient::send(const String& path, const Request& upload, const Stri
         const String& host = settings.servers.elementAt(i).host;
         std::unique_ptr<HttpConnection> connection(
             createConnection(settings, !http, true, kDefaultTimeoutMs));
+        // A sample may be large and the link slow: the upload and its answer
+        // go on while each time-out moves at least this much, and end below.
+        connection->setMinimumRate(kMinimumRate);
         logInfo("Connecting to " + host + (http ? "..." : " via secure connection..."));
         // The connection adds its own headers (Content-Length, Connection,
         // proxy credentials) to the request it sends; each server gets a
