@@ -127,6 +127,7 @@ refused() {  # HTTP_STATUS LOG_TEXT SERVER_OPTIONS...
 }
 refused 200 $'invalid md5 in downloading file: p7-2.5.0.0.zip\ninfo\tEC_ZRUPDATE_PACKAGE_ERROR' --wrong-md5
 refused 200 "ZRUpdate: invalid file length in response" --length-delta -10
+refused 200 "ZRUpdate: invalid file length in response" --length-delta 10
 refused 401 "Download 'Product 7' unauthorized" --download-status 401
 refused 404 "Download 'Product 7' not found" --download-status 404
 # A body that goes on past its Content-Length is cut there.
@@ -134,6 +135,43 @@ behave --extra-bytes 5000
 home "$NET_HTTP" "127.0.0.1:$UPDATE_PORT_X"
 client 0 0 "result 1 status 200"
 assert_p7_ok
+# A digest offered in lower case; a folder emptied of what an earlier run
+# left in it before the download.
+LOWER="$ZR_SCRATCH/lower"
+mkdir -p "$LOWER" && cp "$P7" "$LOWER/"
+sed 's/"md5": "\([0-9A-F]*\)"/"md5": "\L\1"/' "$PK/manifest.json" >"$LOWER/manifest.json"
+grep -q '"md5": "[0-9a-f]*[a-f][0-9a-f]*"' "$LOWER/manifest.json" || fail "no lower-case digest offered"
+behave --root "$LOWER"
+home "$NET_HTTP" "127.0.0.1:$UPDATE_PORT_X"
+mkdir -p "$WORK/7/2_5_0_0/old" && touch "$WORK/7/2_5_0_0/install-package"
+client 0 0 "result 1 status 200"
+assert_eq "p7-2.5.0.0.zip" "$(ls "$WORK/7/2_5_0_0")" "package folder after the download"
+# Two packages of one product: the failure of the second (its file is
+# missing on the server) leaves the first one's folder alone.
+TWO="$ZR_SCRATCH/two"
+cp -r "$LOWER" "$TWO"
+python3 "$ZR_SOURCE_DIR/tools/zr-make-package.py" --root "$TWO" --id 7 --version 2.6.0.0 >/dev/null
+rm "$TWO/p7-2.6.0.0.zip"
+# The first package offered once more is not fetched into its folder again.
+python3 -c 'import json, sys; m = json.load(open(sys.argv[1])); m["packages"].append(m["packages"][0]); json.dump(m, open(sys.argv[1], "w"))' "$TWO/manifest.json"
+behave --root "$TWO"
+home "$NET_HTTP" "127.0.0.1:$UPDATE_PORT_X"
+client 0 0 "result 1 status 404"
+assert_p7_ok
+assert_missing "$WORK/7/2_6_0_0"
+# A delay package with the offer's URL holds it back only with its digest.
+P7_MD5=$(md5sum "$P7" | cut -d' ' -f1)
+for md5 in "00000000000000000000000000000000" "$P7_MD5"; do
+  behave --root "$LOWER"
+  home "$NET_HTTP" "127.0.0.1:$UPDATE_PORT_X"
+  write_package_list "$CONF/zr-delay-packages" "$(package_xml /x 7 D /opt/seven 2 5 0 0 p7-2.5.0.0.zip "$md5")"
+  if [[ $md5 == "$P7_MD5" ]]; then
+    client 0 0 "result -1 status 200"
+    log_has "EC_ZRUPDATE_DELAY_PACKAGE"
+  else
+    client 0 0 "result 1 status 200"
+  fi
+done
 
 # --- interrupted and resumed downloads -----------------------------------------
 # cut_run OPTIONS...: a download cut after $CUT bytes leaves the part and
@@ -150,27 +188,51 @@ cut_run() {
 }
 
 cut_run
+: >"$STATUS_LOG"
 client 0 0 "result 1 status 206"
 assert_contains "$(tail -1 "$ZR_SCRATCH/X.requests")" "\"Range\": \"bytes=$CUT-\"" "Range of the resumption"
 log_has "enter partial download!!!"
 assert_p7_ok
 assert_eq "" "$(partial_entry)" "entry after the resumption"
 assert_missing "$P7_SAVED"
+# The start report, then one for every further 5 % beyond the part held.
+assert_eq $((21 - CUT * 20 / P7_SIZE)) "$(grep -c -- '--status download' "$STATUS_LOG")" "reports of a resumption"
+# In the log, likewise, a line for the start and for every further percent.
+assert_eq $((101 - CUT * 100 / P7_SIZE)) "$(new_log_text | grep -c '^info	Download Product 7 (')" "log lines of a resumption"
 
 # A server that ignores Range: the whole file again, from the start.
 cut_run --ignore-range
 client 0 0 "result 1 status 200"
 assert_p7_ok
 
-# A 206 that starts elsewhere is refused and the part is kept for later
-# (its length, as claimed, would complete the file: only the range is off).
-cut_run --range-shift 10 --length-delta 10
-client 0 0 "result -1 status 206"
-assert_contains "$(partial_entry)" "actualSize=\"$CUT\"" "part kept after a wrong range"
-assert_eq $CUT "$(stat -c %s "$P7_SAVED")" "kept part unchanged"
-behave
-client 0 0 "result 1 status 206"
-assert_p7_ok
+# No full download from zero after a refused resumption: a 206 whose
+# length does not complete the file, or (with the right length) one that
+# starts elsewhere, leaves no part and no entry.
+resumed_from_zero() {  # WHAT
+  behave
+  client 0 0 "result 1 status 200"
+  assert_not_contains "$(cat "$ZR_SCRATCH/X.requests")" '"Range"' "$1: request of the next run"
+  assert_p7_ok
+}
+for refusal in "--length-delta -10" "--range-shift 10 --length-delta 10"; do
+  # shellcheck disable=SC2086 # the options of one refusal
+  cut_run $refusal
+  client 0 0 "result -1 status 206"
+  assert_eq "" "$(partial_entry)" "entry after a refused resumption ($refusal)"
+  assert_missing "$P7_SAVED"
+  resumed_from_zero "refused resumption ($refusal)"
+done
+# A transfer that breaks off ends the package: the next server is not asked.
+behave --cut-after $CUT
+home "$NET_HTTP" "127.0.0.1:$UPDATE_PORT_X" "127.0.0.1:$UPDATE_PORT_A"
+a_before=$(requests A /zr-download)
+client 0 0 "result -1 status 200"
+assert_eq "$a_before" "$(requests A /zr-download)" "downloads from the second server"
+# A saved part whose length no longer matches its entry is not resumed.
+cut_run
+printf 'x' >>"$P7_SAVED"
+resumed_from_zero "part of another length"
+log_has "info in ZRUPDATE_PARTIAL_FILE did not match real one $P7_SAVED"
 
 # Packages below MinSize, and listed products, are not kept.
 for config in "<SizeLimit MinSize=\"$((P7_SIZE + 1))\"/>" '<SizeLimit MinSize="0"><P id="7"/></SizeLimit>'; do

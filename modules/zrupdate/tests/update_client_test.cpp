@@ -1,7 +1,8 @@
 // The parts of the update client that need no server: the socket-code
 // table, the serial-number rule of the download headers, the lasting
 // redirect's server order, the saved name of a partial download and the
-// digest of a package file. The exchange and the download themselves are
+// offers that are never fetched. The digest is the library's (md5_test);
+// the exchange and the download themselves are
 // tested end to end against real servers (tests/e2e/update_client_test.sh).
 #include <gtest/gtest.h>
 
@@ -10,6 +11,7 @@
 #include "client/ZRClientLog.h"
 #include "client/ZRPartialDownload.h"
 #include "client/ZRUpdateClient.h"
+#include "io/File.h"
 #include "store/ZRUpdateStore.h"
 #include "util/FailureNote.h"
 #include "util/Log.h"
@@ -138,13 +140,41 @@ TEST_F(UpdateClientStoreTest, LastingRedirectPutsNewServersInFrontOnce) {
     EXPECT_EQ(-1, client.processResponse("<Other><Result code=\"200\"/></Other>"));
 }
 
-TEST_F(UpdateClientStoreTest, SavedNameAndDigest) {
+TEST(UpdateClientTest, SavedNameOfAPart) {
     EXPECT_EQ(std::string(ZRPaths::HOME) + "/tmp/$tmp$zrupdate$7$2_5_0_0$p.zip",
               ZRPartialDownload::savedPath("/tmp/zrupdate/7/2_5_0_0/p.zip").c_str());
-    writeFile(dir / "pkg", "abc");
+}
+
+// Offers that are never fetched (no file name, no folder name, a folder that
+// cannot be made): each fails alone, and none keeps the folder, file name or
+// results the server wrote into it.
+TEST_F(UpdateClientStoreTest, OffersThatAreNotFetchedClaimNothing) {
     ZRUpdateClient client;
-    String digest("x");
-    ASSERT_TRUE(client.md5File((dir / "pkg").c_str(), digest));
-    EXPECT_STREQ("x900150983CD24FB0D6963F7D28E17F72", digest.c_str());
-    EXPECT_FALSE(client.md5File((dir / "missing").c_str(), digest));
+    ASSERT_TRUE(File((dir / "work").c_str()).mkdir());
+    ASSERT_EQ(0, client.setWorkDir((dir / "work").c_str()));
+    const std::string longVersion(300, '1');
+    const struct {
+        const char* url;
+        const char* version;
+    } offers[] = {
+        {"http://h/dir/", "1.0"}, {"..", "1.0"}, {"p.zip", "a/b"}, {"p.zip", longVersion.c_str()}};
+    for (const auto& offer : offers) {
+        ZRPackageInfo package;
+        package.product.id = 7;
+        package.url = offer.url;
+        package.version.version = offer.version;
+        package.path = (dir / "outside").c_str();
+        package.file = "evil.zip";
+        package.downloadResult = 1;
+        package.runResult = 1;
+        client.getPackages().add(package);
+    }
+    EXPECT_EQ(0, client.downloadPackages());
+    for (int i = 0; i < client.getPackages().size(); i++) {
+        const ZRPackageInfo& p = client.getPackages()[i];
+        std::string claims = std::string(p.path.c_str()) + "|" + p.file.c_str() + "|" +
+                             std::to_string(p.downloadResult) + "|" + std::to_string(p.runResult);
+        EXPECT_EQ("||0|0", claims) << i;
+    }
+    EXPECT_TRUE(std::filesystem::is_empty(dir / "work"));
 }

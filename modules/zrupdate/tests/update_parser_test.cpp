@@ -163,6 +163,20 @@ TEST(UpdateParserPackages, ReadsEveryFieldOfAnAnswerPackage) {
     EXPECT_EQ(parser.getPackageList(packages, false), 0);
 }
 
+// An offer keeps everything but what only the download and the installer
+// may say: folder, file name and both results.
+TEST(UpdateParserPackages, AnOfferNamesNoFolderFileOrResult) {
+    ZRUpdateParser parser;
+    ASSERT_TRUE(parse(parser, answer(std::string("<Result code=\"201\"/><PackageInfoList>") +
+                                     FULL_PACKAGE + "</PackageInfoList>")));
+    Vector<ZRPackageInfo> packages;
+    ASSERT_EQ(parser.getOfferedPackages(packages), 1);
+    std::string expected = FULL_SUMMARY.substr(FULL_SUMMARY.find("|42|"));
+    expected.replace(expected.find("|1234|1|"), 8, "|1234|0|");
+    expected.replace(expected.rfind("|-1"), 3, "|0");
+    EXPECT_EQ(summary(packages[0]), "|" + expected);
+}
+
 TEST(UpdateParserPackages, WhatMakesAPackageAndHowItsChildrenAreRead) {
     const std::string four =
         "<ProductInfo id=\"7\"/><ZRVersionInfo major=\"1\" minor=\"2\"/>"

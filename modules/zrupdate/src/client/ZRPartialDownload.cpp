@@ -119,3 +119,5 @@ void ZRPartialDownload::keep() {
     store.putPartialFile(productId, entry);
     ZRClientLog::info("move path " + saved + ") success");
 }
+
+void ZRPartialDownload::discard() { File(localFile).deleteFile(); }

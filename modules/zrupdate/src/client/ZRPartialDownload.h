@@ -26,6 +26,9 @@ public:
     // to its saved name, and only then is its entry recorded, so a recorded
     // size never exceeds the data on disk.
     void keep();
+    // Drops the part moved back by resume(): its entry is already gone, so
+    // nothing of it is left for a later run.
+    void discard();
 
 private:
     bool excluded();

@@ -172,7 +172,7 @@ int ZRUpdateClient::processResponse(const String& response) {
             case RESULT_SERVER_ERROR:
                 return code;
             case RESULT_PACKAGES:
-                parser.getPackageList(packages, false);
+                parser.getOfferedPackages(packages);
                 return code;
             case RESULT_REDIRECT_SAVE:
                 parser.getServerList(servers);

@@ -12,6 +12,7 @@ class HttpConnection;
 class ZRPackageCheck;
 class NetSettings;
 class OutputStream;
+class ZRPackageFolder;
 
 // The client side of the update protocol. One object serves one update run
 // or one ping: it posts the inventory to the update servers in turn,
@@ -97,6 +98,11 @@ private:
     int fetchSessionId(const NetSettings& settings, const String& host, const String& url,
                        String& sessionId);
     bool saveRedirectServers();
+    // Makes the package's folder, downloads the package into it and checks
+    // its digest; true when it is ready for installation.
+    bool fetchPackage(ZRPackageInfo& package, const ZRPackageFolder& folder, ZRPackageCheck& check);
+    // Whether one of the first `before` packages was made ready in `path`.
+    bool holdsReadyPackage(const String& path, int before) const;
 
     String workDir;
     Vector<ZRServer> servers;

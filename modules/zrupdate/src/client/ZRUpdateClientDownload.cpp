@@ -9,6 +9,7 @@
 #include "client/ZRClientLog.h"
 #include "client/ZRDownloadProgress.h"
 #include "client/ZRPackageCheck.h"
+#include "client/ZRPackageFolder.h"
 #include "client/ZRPartialDownload.h"
 #include "client/ZRResponseBody.h"
 #include "client/ZRUpdateClient.h"
@@ -114,50 +115,79 @@ int ZRUpdateClient::downloadPackages() {
     ZRPackageCheck check;
     for (int i = 0; i < packages.size(); i++) {
         ZRPackageInfo& package = packages.elementAt(i);
+        // Where a package lies and whether it is ready are set here alone,
+        // once it is downloaded and checked; whatever an offer said about
+        // them is dropped.
+        package.clearLocalState();
         if (isDelayPackage(package)) {
             ZRClientLog::info("EC_ZRUPDATE_DELAY_PACKAGE");
             continue;
         }
-        String version(package.version.version);
-        version.replace('.', '_');
-        String productDir = workDir + "/" + String().append(package.product.id);
-        String dir = productDir + "/" + version;
-        int slash = package.url.lastIndexOf('/');
-        String fileName = slash < 0 ? package.url : package.url.substring(slash + 1);
-        // A name that would leave the download directory is no file name.
-        if (fileName.isEmpty() || fileName.equals(".") || fileName.equals("..")) {
-            ZRClientLog::failure("ZRUpdate: downloading file failed: " + package.url, "EC_ZRUPDATE_UPDATE_ERROR");
+        ZRPackageFolder folder(workDir, package.product.id, package.version.version, package.url);
+        if (!folder.isUsable()) {
+            ZRClientLog::failure("ZRUpdate: downloading file failed: " + package.url,
+                                 "EC_ZRUPDATE_UPDATE_ERROR");
             continue;
         }
-        if (!File(dir).mkdirs() && !File(dir).isDirectory()) {
-            ZRClientLog::debug("ZRUpdate: cannot create download path: " + dir);
+        if (holdsReadyPackage(folder.getPath(), i)) {
+            // Emptying the folder would take the earlier package's file away.
+            ZRClientLog::debug("ZRUpdate: cannot create download path: " + folder.getPath());
             continue;
         }
-        package.path = dir;
-        package.file = fileName;
-        String localFile = dir + "/" + fileName;
-        if (!downloadFile(package.product.id, package.product.desc, package.url, localFile, package.size,
-                          check)) {
-            ZRClientLog::failure("ZRUpdate: downloading file failed: " + package.url, "EC_ZRUPDATE_UPDATE_ERROR");
-            File(productDir).deleteRecursive();
+        bool ready = false;
+        try {
+            ready = fetchPackage(package, folder, check);
+        } catch (Exception& e) {
+            // Whatever one offer breaks fails that package only.
+            ZRClientLog::failure(
+                "ZRUpdate: downloading file failed: " + package.url + ": " + e.getMessage(),
+                "EC_ZRUPDATE_UPDATE_ERROR");
+        }
+        if (!ready) {
+            folder.remove();
             continue;
         }
-        // The digests were taken while the bytes arrived (the part kept from
-        // an earlier run included).
-        ZRPackageCheck::Outcome outcome = check.finish(package);
-        if (outcome != ZRPackageCheck::PASSED) {
-            ZRPackageCheck::logRefusal(outcome, package);
-            File(productDir).deleteRecursive();
-            continue;
-        }
-        ZRProduct installed;
-        if (ZRUpdateStore::instance().findProduct(package.product.id, installed)) {
-            package.product.installPath = installed.info.installPath;
-        }
+        package.path = folder.getPath();
+        package.file = folder.getFileName();
         package.downloadResult = 1;
         count++;
     }
     return count;
+}
+
+bool ZRUpdateClient::holdsReadyPackage(const String& path, int before) const {
+    for (int i = 0; i < before; i++) {
+        const ZRPackageInfo& earlier = packages.elementAt(i);
+        if (earlier.downloadResult == 1 && earlier.path.equals(path)) return true;
+    }
+    return false;
+}
+
+bool ZRUpdateClient::fetchPackage(ZRPackageInfo& package, const ZRPackageFolder& folder,
+                                  ZRPackageCheck& check) {
+    if (!folder.prepare()) {
+        ZRClientLog::debug("ZRUpdate: cannot create download path: " + folder.getPath());
+        return false;
+    }
+    String localFile = folder.getLocalFile();
+    if (!downloadFile(package.product.id, package.product.desc, package.url, localFile,
+                      package.size, check)) {
+        ZRClientLog::failure("ZRUpdate: downloading file failed: " + package.url,
+                             "EC_ZRUPDATE_UPDATE_ERROR");
+        return false;
+    }
+    // The digests were taken while the bytes arrived (the part kept from an
+    // earlier run included).
+    ZRPackageCheck::Outcome outcome = check.finish(package);
+    if (outcome != ZRPackageCheck::PASSED) {
+        ZRPackageCheck::logRefusal(outcome, package);
+        return false;
+    }
+    ZRProduct installed;
+    if (ZRUpdateStore::instance().findProduct(package.product.id, installed)) {
+        package.product.installPath = installed.info.installPath;
+    }
+    return true;
 }
 
 int ZRUpdateClient::fetchSessionId(const NetSettings& settings, const String& host, const String& url,
@@ -262,7 +292,9 @@ bool ZRUpdateClient::downloadFile(long productId, const String& name, const Stri
                 answer.getHeader().get("Content-Range", contentRange);
                 if (length + held != size || !rangeIsRest(contentRange, held, size)) {
                     ZRClientLog::debug("ZRUpdate: invalid file length in response");
-                    partial.keep();
+                    // Kept again, the part would be offered to the same
+                    // refusal on every later run: the next one starts over.
+                    partial.discard();
                     continue;
                 }
                 start = held;

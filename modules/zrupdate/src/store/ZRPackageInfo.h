@@ -28,6 +28,12 @@ class ZRPackageInfo {
     int runResult;         // 1 installed, -1 held back as delay package, 0 otherwise
 
     ZRPackageInfo();
+
+    // Empties what only this machine may say about the package: where it
+    // lies (`path`, `file`) and how far it got (`downloadResult`,
+    // `runResult`). An offer from a server passes through here, so that
+    // nothing it names is installed without being downloaded and checked.
+    void clearLocalState();
 };
 
 #endif

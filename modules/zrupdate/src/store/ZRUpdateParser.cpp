@@ -151,6 +151,12 @@ int ZRUpdateParser::getPackageList(Vector<ZRPackageInfo>& out, bool rootIsList) 
     return out.size();
 }
 
+int ZRUpdateParser::getOfferedPackages(Vector<ZRPackageInfo>& out) const {
+    int count = getPackageList(out, false);
+    for (int i = 0; i < out.size(); ++i) out.elementAt(i).clearLocalState();
+    return count;
+}
+
 int writePackageList(OutputStream& out, const Vector<ZRPackageInfo>& packages) {
     if (packages.size() == 0) return 0;
     std::unique_ptr<XMLTree> tree(XMLTree::create());

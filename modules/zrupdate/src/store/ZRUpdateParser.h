@@ -38,6 +38,12 @@ public:
     // list element is missing. A number attribute that breaks the number
     // rule of parseDecimal throws Exception "invalid dec number".
     int getPackageList(Vector<ZRPackageInfo>& out, bool rootIsList) const;
+
+    // The packages an update answer offers: as getPackageList reads
+    // /PackageInfoList, but without the local folder, file name and results
+    // a server may have written into them (the download and the installer
+    // set those).
+    int getOfferedPackages(Vector<ZRPackageInfo>& out) const;
 };
 
 // Writes `packages` as a package list document (root PackageInfoList, one
