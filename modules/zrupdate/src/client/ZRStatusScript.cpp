@@ -27,7 +27,7 @@ extern "C" char** environ;
 pid_t pendingDownload = 0;
 std::deque<std::string> queuedDownloads;
 
-// Whether the running report has ended (waiting for it when `wait`).
+// Notes the end of the running report, waiting for it when `wait`.
 void reap(bool wait) {
     if (pendingDownload <= 0) return;
     int status = 0;
