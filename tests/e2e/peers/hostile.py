@@ -25,29 +25,10 @@ import sys
 import threading
 import time
 
+from recorder import read_request
+
 WAIT = 30
 FILLER = b"X-Filler: " + b"f" * 54 + b"\r\n"
-
-
-def read_request(conn):
-    data = b""
-    while b"\r\n\r\n" not in data:
-        piece = conn.recv(65536)
-        if not piece:
-            return data
-        data += piece
-    head, _, body = data.partition(b"\r\n\r\n")
-    length = 0
-    for line in head.split(b"\r\n")[1:]:
-        name, _, value = line.partition(b":")
-        if name.strip().lower() == b"content-length":
-            length = int(value.strip())
-    while len(body) < length:
-        piece = conn.recv(65536)
-        if not piece:
-            break
-        body += piece
-    return head + b"\r\n\r\n" + body
 
 
 def paced(conn, data, piece, pause, until):

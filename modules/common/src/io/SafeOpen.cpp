@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <stdio.h>
 #include <string.h>
+#include <sys/random.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -127,13 +128,20 @@ bool removeEntryAt(int parent, const char* name, int depth) {
     return ok && unlinkat(parent, name, AT_REMOVEDIR) == 0;
 }
 
+// A name nobody can guess in advance: a neighbour who plants entries at
+// every name the program might move to must not block it.
+std::string unguessableSuffix() {
+    unsigned long long value = 0;
+    if (getrandom(&value, sizeof value, 0) != sizeof value) value = 0;
+    return std::to_string(getpid()) + "." + std::to_string(value);
+}
+
 // Moves a folder that is not the program's out of the way under a fresh
 // name beside it, then removes it. The move is one step that follows no
 // link, so the name is free at once even if the removal is never finished.
 bool moveAside(const char* path) {
     for (int i = 0; i < kClaimTries; i++) {
-        std::string aside = std::string(path) + ".foreign." + std::to_string(getpid()) + "." +
-                            std::to_string(i);
+        std::string aside = std::string(path) + ".foreign." + unguessableSuffix();
         if (renameat2(AT_FDCWD, path, AT_FDCWD, aside.c_str(), RENAME_NOREPLACE) == 0) {
             SafeOpen::removeTree(aside.c_str());
             return true;

@@ -6,7 +6,7 @@
 #include <cstdlib>
 
 #include "ZRPaths.h"
-#include "io/File.h"
+#include "io/SafeOpen.h"
 #include "net/SSL.h"
 #include "util/Log.h"
 
@@ -26,7 +26,7 @@ void endTimedOutRun() {
     struct stat info;
     bool ownFolder = lstat(ZRPaths::WORK_DIR, &info) == 0 && S_ISDIR(info.st_mode) &&
                      info.st_uid == geteuid();
-    if (ownFolder && !File(String(ZRPaths::WORK_DIR)).deleteRecursive()) {
+    if (ownFolder && !SafeOpen::removeTree(ZRPaths::WORK_DIR)) {
         log->log(String("failed to clear tmp files"), Log::LEVEL_INFO);
     }
     std::exit(kTimedOut);

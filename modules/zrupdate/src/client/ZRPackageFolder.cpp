@@ -4,6 +4,7 @@
 
 #include "Vector.h"
 #include "io/File.h"
+#include "io/SafeOpen.h"
 
 namespace {
 
@@ -52,14 +53,14 @@ bool ZRPackageFolder::prepare() const {
     Vector<String> names;
     folder.list(names);
     for (int i = 0; i < names.size(); i++) {
-        if (!File(path, names.elementAt(i)).deleteRecursive()) return false;
+        if (!SafeOpen::removeTree(File(path, names.elementAt(i)).getPath().c_str())) return false;
     }
     return true;
 }
 
 void ZRPackageFolder::remove() const {
     if (!isRealFolder(productPath)) return;
-    File(path).deleteRecursive();
+    SafeOpen::removeTree(path.c_str());
     // Only an empty product folder goes: another package of the same
     // product may already wait in it for installation.
     File(productPath).deleteFile();
