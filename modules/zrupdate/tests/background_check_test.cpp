@@ -1,6 +1,6 @@
-// ZRBackgroundCheck: the bytes handed over reach the digest whole and in
-// order however far the digest falls behind, through no more buffers than
-// its bound.
+// ZRBackgroundCheck: the bytes handed over reach every digest whole and in
+// order however far each falls behind, through no more buffers than the
+// bound.
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -30,18 +30,27 @@ std::string handOverPieces(ZRBackgroundCheck& background, int pieces, std::set<c
 
 }  // namespace
 
-TEST(BackgroundCheck, SlowDigestGetsEveryByteInOrderThroughBoundedBuffers) {
-    std::string digested;
-    int calls = 0;
+TEST(BackgroundCheck, SlowDigestsGetEveryByteInOrderThroughBoundedBuffers) {
+    std::string digested[2];
+    int calls[2] = {0, 0};
     std::set<char*> seen;
-    ZRBackgroundCheck background([&](const char* data, size_t length) {
-        // Falling behind at first lets the pieces queue up.
-        if (calls++ < 3) std::this_thread::sleep_for(std::chrono::milliseconds(30));
-        digested.append(data, length);
-    });
+    // Each digest falls behind at another time, so pieces queue up for one
+    // while the other has taken them.
+    auto digest = [&](int which, int slowFrom) {
+        return [&, which, slowFrom](const char* data, size_t length) {
+            int call = calls[which]++;
+            if (call >= slowFrom && call < slowFrom + 3) {
+                std::this_thread::sleep_for(std::chrono::milliseconds(30));
+            }
+            digested[which].append(data, length);
+        };
+    };
+    ZRBackgroundCheck background({digest(0, 0), digest(1, 10)});
     std::string sent = handOverPieces(background, 40, seen);
     background.finish();
-    EXPECT_EQ(digested.size(), sent.size());
-    EXPECT_TRUE(digested == sent) << "bytes lost or out of order";
+    for (const std::string& got : digested) {
+        EXPECT_EQ(got.size(), sent.size());
+        EXPECT_TRUE(got == sent) << "bytes lost or out of order";
+    }
     EXPECT_LE(seen.size(), static_cast<size_t>(ZRBackgroundCheck::BUFFERS));
 }

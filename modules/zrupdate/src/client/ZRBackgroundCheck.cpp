@@ -6,21 +6,24 @@
 #include <system_error>
 #include <utility>
 
-ZRBackgroundCheck::ZRBackgroundCheck(Digest digest)
-    : digest(std::move(digest)),
+ZRBackgroundCheck::ZRBackgroundCheck(std::vector<Digest> digests)
+    : digests(std::move(digests)),
       storage(BUFFERS, std::vector<char>(BUFFER_SIZE)),
-      busy(false),
+      first(0),
+      next(this->digests.size(), 0),
       stopping(false) {
     for (std::vector<char>& buffer : storage) idle.push_back(buffer.data());
-    // The thread takes no signals: the alarm that ends a timed-out run and
+    // The threads take no signals: the alarm that ends a timed-out run and
     // the like stay with the thread that runs the transfer.
     sigset_t all, before;
     sigfillset(&all);
     pthread_sigmask(SIG_SETMASK, &all, &before);
-    try {
-        worker = std::thread(&ZRBackgroundCheck::digestPieces, this);
-    } catch (const std::system_error&) {
-        // No thread: handOver() digests at once.
+    for (size_t i = 0; i < this->digests.size(); i++) {
+        try {
+            workers.emplace_back(&ZRBackgroundCheck::digestPieces, this, i);
+        } catch (const std::system_error&) {
+            workers.emplace_back();  // no thread: fed on handing over
+        }
     }
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
@@ -32,7 +35,9 @@ ZRBackgroundCheck::~ZRBackgroundCheck() {
         stopping = true;
     }
     changed.notify_all();
-    if (worker.joinable()) worker.join();
+    for (std::thread& worker : workers) {
+        if (worker.joinable()) worker.join();
+    }
 }
 
 char* ZRBackgroundCheck::buffer() {
@@ -44,37 +49,47 @@ char* ZRBackgroundCheck::buffer() {
 }
 
 void ZRBackgroundCheck::handOver(char* data, size_t length) {
-    if (!worker.joinable()) {
-        digest(data, length);
-        std::lock_guard<std::mutex> hold(lock);
-        idle.push_back(data);
-        return;
-    }
+    size_t index;
     {
         std::lock_guard<std::mutex> hold(lock);
-        waiting.push_back(Piece{data, length});
+        index = first + handedOver.size();
+        handedOver.push_back(Piece{data, length, digests.size()});
     }
     changed.notify_all();
+    for (size_t i = 0; i < digests.size(); i++) {
+        if (workers[i].joinable()) continue;
+        digests[i](data, length);
+        std::lock_guard<std::mutex> hold(lock);
+        next[i] = index + 1;
+        pieceDone(index);
+    }
 }
 
 void ZRBackgroundCheck::finish() {
     std::unique_lock<std::mutex> hold(lock);
-    changed.wait(hold, [this] { return waiting.empty() && !busy; });
+    changed.wait(hold, [this] { return handedOver.empty(); });
 }
 
-void ZRBackgroundCheck::digestPieces() {
+void ZRBackgroundCheck::pieceDone(size_t index) {
+    handedOver[index - first].unread--;
+    while (!handedOver.empty() && handedOver.front().unread == 0) {
+        idle.push_back(handedOver.front().data);
+        handedOver.pop_front();
+        first++;
+    }
+    changed.notify_all();
+}
+
+void ZRBackgroundCheck::digestPieces(size_t which) {
     std::unique_lock<std::mutex> hold(lock);
     for (;;) {
-        changed.wait(hold, [this] { return stopping || !waiting.empty(); });
-        if (waiting.empty()) return;
-        Piece piece = waiting.front();
-        waiting.pop_front();
-        busy = true;
+        changed.wait(hold, [&] { return stopping || next[which] < first + handedOver.size(); });
+        if (next[which] >= first + handedOver.size()) return;
+        size_t index = next[which]++;
+        Piece piece = handedOver[index - first];
         hold.unlock();
-        digest(piece.data, piece.length);
+        digests[which](piece.data, piece.length);
         hold.lock();
-        busy = false;
-        idle.push_back(piece.data);
-        changed.notify_all();
+        pieceDone(index);
     }
 }

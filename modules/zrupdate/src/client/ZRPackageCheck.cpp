@@ -48,6 +48,19 @@ void ZRPackageCheck::update(const char* data, size_t length) {
     if (verifier) verifier->update(data, length);
 }
 
+std::vector<std::function<void(const char*, size_t)>> ZRPackageCheck::digests() {
+    std::vector<std::function<void(const char*, size_t)>> all;
+    all.push_back([this](const char* data, size_t length) {
+        md5.update(data, static_cast<unsigned>(length));
+    });
+    if (verifier) {
+        Ed25519Verifier* signature = verifier.get();
+        all.push_back(
+            [signature](const char* data, size_t length) { signature->update(data, length); });
+    }
+    return all;
+}
+
 bool ZRPackageCheck::addFile(const String& path, long length) {
     int fd = open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
     if (fd < 0) {

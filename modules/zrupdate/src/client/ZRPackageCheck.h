@@ -2,7 +2,9 @@
 #define ZR_PACKAGE_CHECK_H
 
 #include <cstddef>
+#include <functional>
 #include <memory>
+#include <vector>
 
 #include "MD5.h"
 #include "String.h"
@@ -38,6 +40,9 @@ public:
     // Discards everything fed so far.
     void restart();
     void update(const char* data, size_t length);
+    // The digests update() feeds, one by one: each must be fed every byte
+    // in order, and they may be fed at the same time from different threads.
+    std::vector<std::function<void(const char* data, size_t length)>> digests();
     // Feeds the first `length` bytes of the file at `path`; false when the
     // file holds fewer or cannot be read.
     bool addFile(const String& path, long length);

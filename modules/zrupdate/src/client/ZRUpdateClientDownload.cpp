@@ -71,8 +71,7 @@ bool rangeIsRest(const String& contentRange, long first, long total) {
 // received. The bytes held at the end.
 long copyBody(InputStream* in, FileOutputStream& out, long held, long limit,
               ZRDownloadProgress& progress, ZRPackageCheck& check) {
-    ZRBackgroundCheck background(
-        [&check](const char* data, size_t length) { check.update(data, length); });
+    ZRBackgroundCheck background(check.digests());
     const long kRun = static_cast<long>(ZRBackgroundCheck::BUFFER_SIZE);
     char* run = background.buffer();
     long filled = 0;
