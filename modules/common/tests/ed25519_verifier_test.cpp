@@ -27,7 +27,10 @@ String signatureBy(const ScratchDir& dir, const std::string& key) {
         return String();
     }
     std::string raw = readFile(dir.file("signature.bin"));
-    return Base64::encode(String(raw.c_str(), 0, static_cast<int>(raw.size())));
+    // insert with a count keeps NUL bytes, which a signature often holds.
+    String bytes;
+    bytes.insert(0, raw.data(), 0, static_cast<int>(raw.size()));
+    return Base64::encode(bytes);
 }
 
 bool verifyInPieces(Ed25519Verifier& verifier, const std::string& text, size_t piece,
