@@ -23,6 +23,7 @@ set(ZRUPDATE_UNZIP "/usr/bin/unzip" CACHE FILEPATH "unzip program")
 set(ZRUPDATE_PERL "/usr/bin/perl" CACHE FILEPATH "perl interpreter")
 set(ZRUPDATE_MV "/bin/mv" CACHE FILEPATH "mv program")
 set(ZRUPDATE_MKDIR "/bin/mkdir" CACHE FILEPATH "mkdir program")
+set(ZRUPDATE_SHELL "/bin/sh" CACHE FILEPATH "system shell (runs the status script's command)")
 
 # Where zrupdate-init is installed, under the prefix; the package's postinst
 # runs it from there.

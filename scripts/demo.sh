@@ -3,8 +3,10 @@
 # is written under /opt) and runs one complete update against the bundled
 # reference update server on 127.0.0.1: a sample product is registered at
 # version 2.1.0.0, a package of version 2.5.0.0 is built for it, and
-# `ZRUpdate -u` downloads, checks, unpacks and installs it. The server stops
-# when the script ends, however it ends.
+# `ZRUpdate -u` downloads, checks, unpacks and installs it. The package is
+# signed and the home holds the public key; a version 2.6.0.0 changed after
+# signing is then refused. The server stops when the script ends, however it
+# ends.
 set -euo pipefail
 root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 demo="$root/build/demo"
@@ -41,9 +43,17 @@ dest="$2"
 cp "$4/payload.txt" "$dest/payload.txt" && echo "install-package: copied payload.txt to $dest"
 EOF
 echo "Sample Product 2.5.0.0" >"$demo/payload.txt"
-python3 "$root/tools/zr-make-package.py" --root "$packages" --id 2001 --version 2.5.0.0 \
-  --name "Sample Product" --desc "Sample Product" --script "$script" \
-  --payload "$demo/payload.txt" --bytes 2000000 >/dev/null
+# The signer's key pair: the private key signs, the public key goes into
+# the home, which from then on installs only packages it signed.
+key="$demo/signer.pem"
+rm -f "$key" "${key%.pem}.pub.pem"
+python3 "$root/tools/zr-make-package.py" --make-key "$key" >/dev/null
+make_package() {  # VERSION
+  python3 "$root/tools/zr-make-package.py" --root "$packages" --id 2001 --version "$1" \
+    --name "Sample Product" --desc "Sample Product" --script "$script" \
+    --payload "$demo/payload.txt" --bytes 2000000 --sign-key "$key" >/dev/null
+}
+make_package 2.5.0.0
 
 port_file="$demo/server.port"
 rm -f "$port_file"
@@ -56,6 +66,7 @@ for _ in $(seq 1 100); do [ -s "$port_file" ] && break; sleep 0.1; done
 port="$(cat "$port_file")"
 echo "Reference update server on 127.0.0.1:$port, serving $packages"
 
+cp "${key%.pem}.pub.pem" "$demo/home/conf/zr-package-key.pem"
 run -v
 run -r --id 2001 --name "Sample Product" --path "$demo/sample-product" --version 2.1.0.0 \
     --version-status release --desc "Sample Product"
@@ -65,6 +76,15 @@ run -u
 run -s --id 2001
 run -v --id 2001
 run -p
+
+# Version 2.6.0.0, signed, then changed on the server (one byte), its size
+# and MD5 taken again as a broken-into server would: the signature no longer
+# matches and the package is refused.
+make_package 2.6.0.0
+printf '\xff' | dd of="$packages/p2001-2.6.0.0.zip" bs=1 seek=100 conv=notrunc status=none
+python3 "$root/tools/zr-make-package.py" --root "$packages" --id 2001 --version 2.6.0.0 --redigest >/dev/null
+run -u
+run -v --id 2001
 
 echo
 echo "Installed file: $(cat "$demo/sample-product/payload.txt")"

@@ -3,7 +3,8 @@
 # missing:
 #
 #   deps.sh demo    building and running the demo: compiler, CMake, the
-#                   libraries, perl with XML::Parser, unzip, zip, python3
+#                   libraries, perl with XML::Parser, unzip, zip, python3,
+#                   the openssl command (package keys and signatures)
 #   deps.sh [test]  the demo's, and the test peers and tools: GoogleTest,
 #                   nginx, tinyproxy, curl, strace, xmllint, systemd-analyze,
 #                   logrotate, clang for the fuzz targets, dpkg-dev and
@@ -18,11 +19,11 @@ set -euo pipefail
 demo=(
   cmake make g++ pkg-config
   libssl-dev libexpat1-dev
-  perl libxml-parser-perl unzip zip python3
+  perl libxml-parser-perl unzip zip python3 openssl
 )
 test=(
   "${demo[@]}"
-  openssl expat libgtest-dev
+  expat libgtest-dev
   nginx tinyproxy curl strace
   libxml2-utils
   systemd logrotate dpkg-dev lintian

@@ -2,7 +2,8 @@
 """Reference update server of ZRUpdate, for trying an update and for tests.
 
 Serves, from a folder of packages and a small JSON manifest (see
-zr-make-package.py):
+zr-make-package.py; a package signed there carries its signature in the
+answer's DownloadInfo):
 
   POST /zr-update, /zr-self-update   update answers built from the manifest
                                      and the posted inventory (codes 200, 201,
@@ -91,7 +92,8 @@ def package_xml(entry, md5, size):
             "<ProductInfo%s/>" % attrs(id=entry["id"], name=entry.get("name", ""), desc=entry.get("desc", ""))
             + "<PlatformInfo%s/>" % attrs(arch="", os="Linux", vendor="", version="")
             + ver
-            + "<DownloadInfo%s/>" % attrs(url=entry["url"], md5=md5, size=size, time=entry.get("time", ""), result=0)
+            + "<DownloadInfo%s%s/>" % (attrs(url=entry["url"], md5=md5, size=size, time=entry.get("time", ""), result=0),
+                                       attrs(signature=entry["signature"]) if "signature" in entry else "")
             + "<RunInfo%s/>" % attrs(format=entry.get("format", "zip"),
                                      installScript=entry.get("installScript", "install-package"), result=0)
             + "</PackageInfo>")

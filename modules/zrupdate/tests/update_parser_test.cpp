@@ -264,3 +264,27 @@ TEST(WritePackageList, WritesTheElementsAndAttributesInTheirFixedOrder) {
     EXPECT_EQ(writePackageList(none, Vector<ZRPackageInfo>()), 0);
     EXPECT_EQ(none.getString().length(), 0) << "nothing is written for no packages";
 }
+
+// A package's signature comes with its DownloadInfo, is written after the
+// other download attributes only when there is one, and is read back whole.
+TEST(WritePackageList, KeepsASignatureAndWritesNoneWhenThereIsNone) {
+    std::string signed_ = FULL_PACKAGE;
+    signed_.insert(signed_.find(" result=\"1\"/>") + 13 - 2, " signature=\"c2ln+/==\"");
+    ZRUpdateParser parser;
+    ASSERT_TRUE(parse(parser, answer("<PackageInfoList>" + signed_ + "</PackageInfoList>")));
+    Vector<ZRPackageInfo> packages;
+    ASSERT_EQ(parser.getPackageList(packages, false), 1);
+    EXPECT_EQ(str(packages[0].signature), "c2ln+/==");
+    packages.add(ZRPackageInfo());
+
+    StringOutputStream out;
+    ASSERT_EQ(writePackageList(out, packages), 2);
+    std::string text = str(out.getString());
+    EXPECT_NE(text.find("result=\"1\" signature=\"c2ln+/==\"/>"), std::string::npos) << text;
+    EXPECT_EQ(text.find("signature", text.find("c2ln") + 4), std::string::npos) << text;
+    ZRUpdateParser again;
+    ASSERT_TRUE(again.parse(out.getString()));
+    ASSERT_EQ(again.getPackageList(packages, true), 2);
+    EXPECT_EQ(str(packages[0].signature), "c2ln+/==");
+    EXPECT_EQ(str(packages[1].signature), "");
+}

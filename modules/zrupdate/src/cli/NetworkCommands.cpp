@@ -1,6 +1,7 @@
 #include "cli/NetworkCommands.h"
 
 #include "cli/CmdLine.h"
+#include "client/ZRPackageCheck.h"
 
 namespace {
 
@@ -150,6 +151,9 @@ int showNetworkSettings() {
     ServerVerify verify;
     if (ZRNetConfig::instance().getServerVerify(verify)) {
         text.append("ssl.server.cert: ").append(verify.certFile).append("\n");
+    }
+    if (ZRPackageCheck::keyConfigured()) {
+        text.append("package.key: ").append(ZRPackageCheck::keyPath()).append("\n");
     }
     printText(text);
     return 0;

@@ -3,8 +3,13 @@
 #include "client/ZRClientLog.h"
 #include "client/ZRStatusScript.h"
 
+namespace {
+const long kPollBytes = 256 * 1024;
+}  // namespace
+
 ZRDownloadProgress::ZRDownloadProgress(long productId, const String& name, long size, long start)
-    : productId(productId), name(name), size(size), reports(0), lastPercent(0), terminal(name, size, start) {
+    : productId(productId), name(name), size(size), reports(0), lastPercent(0), lastPoll(start),
+      terminal(name, size, start) {
     // A resumed download counts the reports and percentages already behind
     // it as made, so the script is not called once per piece until it
     // catches up with the part held.
@@ -22,6 +27,11 @@ void ZRDownloadProgress::logBytes(long received) {
 
 void ZRDownloadProgress::update(long received) {
     terminal.update(received);
+    // Queued status reports move on every so often, not at every piece.
+    if (received - lastPoll >= kPollBytes) {
+        ZRStatusScript::pollDownloadReports();
+        lastPoll = received;
+    }
     if (size <= 0) return;
     if (received * 20 / size > reports) {
         ZRStatusScript::download(productId, received, size);
@@ -34,4 +44,9 @@ void ZRDownloadProgress::update(long received) {
     }
 }
 
-void ZRDownloadProgress::finish() { terminal.finish(); }
+ZRDownloadProgress::~ZRDownloadProgress() { ZRStatusScript::awaitDownloadReport(); }
+
+void ZRDownloadProgress::finish() {
+    terminal.finish();
+    ZRStatusScript::awaitDownloadReport();
+}

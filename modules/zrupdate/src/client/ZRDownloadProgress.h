@@ -12,9 +12,14 @@ public:
     // A transfer of package `name` (product `productId`, `size` bytes)
     // starting at byte `start`: logs and reports that start.
     ZRDownloadProgress(long productId, const String& name, long size, long start);
+    // Waits for the last status report (see finish()).
+    ~ZRDownloadProgress();
+    ZRDownloadProgress(const ZRDownloadProgress&) = delete;
+    ZRDownloadProgress& operator=(const ZRDownloadProgress&) = delete;
     // `received` bytes of the file are now held.
     void update(long received);
-    // Ends the terminal line.
+    // Ends the terminal line and waits for the status report still running,
+    // so that no report of this download runs after it.
     void finish();
 
 private:
@@ -25,6 +30,7 @@ private:
     long size;
     long reports;
     long lastPercent;
+    long lastPoll;  // bytes held when the status reports were last moved on
     ZRTerminalProgress terminal;
 };
 

@@ -9,6 +9,7 @@
 #include "store/ZRServer.h"
 
 class HttpConnection;
+class ZRPackageCheck;
 class NetSettings;
 class OutputStream;
 class ZRPackageFolder;
@@ -64,6 +65,10 @@ public:
     // One package file into `localFile`; `name` is used in messages.
     bool downloadFile(long productId, const String& name, const String& url, const String& localFile,
                       long size);
+    // The same, feeding every byte of the file (a part kept from an earlier
+    // run included) to `check`, which is restarted first.
+    bool downloadFile(long productId, const String& name, const String& url, const String& localFile,
+                      long size, ZRPackageCheck& check);
     // Product id, version text and serial number sent with a download; a
     // product without a serial number borrows those of its first parent
     // that has one.
@@ -95,7 +100,7 @@ private:
     bool saveRedirectServers();
     // Makes the package's folder, downloads the package into it and checks
     // its digest; true when it is ready for installation.
-    bool fetchPackage(ZRPackageInfo& package, const ZRPackageFolder& folder);
+    bool fetchPackage(ZRPackageInfo& package, const ZRPackageFolder& folder, ZRPackageCheck& check);
     // Whether one of the first `before` packages was made ready in `path`.
     bool holdsReadyPackage(const String& path, int before) const;
 

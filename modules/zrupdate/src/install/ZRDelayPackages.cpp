@@ -8,6 +8,7 @@
 
 #include "Exception.h"
 #include "ZRPaths.h"
+#include "client/ZRPackageCheck.h"
 #include "install/ZRInstallScript.h"
 #include "install/ZRPackageFolders.h"
 #include "io/SafeOpen.h"
@@ -128,6 +129,17 @@ int removeAction(long id, Vector<ZRPackageInfo>& list, bool removeFiles) {
     return 0;
 }
 
+// With a package key, a held-back package runs only while its archive still
+// passes the checks it passed when it was downloaded.
+bool heldPackageIsIntact(const ZRPackageInfo& entry) {
+    if (!ZRPackageCheck::keyConfigured()) return true;
+    ZRPackageCheck check;
+    ZRPackageCheck::Outcome outcome = check.checkFile(entry.path + "/" + entry.file, entry);
+    if (outcome == ZRPackageCheck::PASSED) return true;
+    ZRPackageCheck::logRefusal(outcome, entry);
+    return false;
+}
+
 int installAction(long id) {
     if (id == 0) return -1;
     logDebug("ZRUpdate: install delay package id: ", id);
@@ -146,7 +158,9 @@ int installAction(long id) {
         return -1;
     }
     const ZRPackageInfo& entry = entries.elementAt(0);
-    int result = installDelayPackage(entry);
+    // A refused package goes like one whose script failed: its entry and
+    // files are removed and the inventory stays.
+    int result = heldPackageIsIntact(entry) ? installDelayPackage(entry) : -1;
     String remove("remove");
     delayPackages(id, remove, true);
     if (result != 0 && result != 1) return result;

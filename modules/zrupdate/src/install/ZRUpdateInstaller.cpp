@@ -4,6 +4,7 @@
 
 #include "Exception.h"
 #include "ZRPaths.h"
+#include "client/ZRPackageCheck.h"
 #include "install/ZRInstallScript.h"
 #include "install/ZRPackageFolders.h"
 #include "io/File.h"
@@ -183,7 +184,9 @@ bool ZRUpdateInstaller::unpack(const ZRPackageInfo& package, const String& archi
         logInfo(packageFailureLine("Install5 ", package));
         return false;
     }
-    File(archive).deleteFile();
+    // With a package key the archive stays beside the unpacked files, so
+    // that a held-back package can be checked again before it runs.
+    if (!ZRPackageCheck::keyConfigured()) File(archive).deleteFile();
     return true;
 }
 

@@ -19,6 +19,7 @@ class ZRPackageInfo {
     String platformVersion;
     String url;            // full URL, or a server path for the download request
     String md5;            // expected MD5 digest in hexadecimal (any case)
+    String signature;      // Base64 signature of the package file; may be empty
     long size;             // package file size in bytes
     String time;           // free text from the server
     int downloadResult;    // 1 once downloaded and verified, else 0

@@ -13,6 +13,9 @@ constexpr const char* PARTIAL_FILES = "conf/zr-partial-files";
 constexpr const char* PARTIAL_CONFIG = "conf/zr-partial-config";
 constexpr const char* LAST_UPDATE = "conf/zr-lastupdate";
 constexpr const char* NEW_PACKAGES = "conf/zr-newpkgs";
+// The administrator's public key for package signatures; packages are
+// checked against it only when it is there.
+constexpr const char* PACKAGE_KEY = "conf/zr-package-key.pem";
 constexpr const char* LOG = "logs/zrupdate.log";
 }  // namespace ZRStateFiles
 

@@ -58,6 +58,7 @@ bool readPackage(const XMLNode& element, ZRPackageInfo& package) {
         } else if (name.equalsIgnoreCase("DownloadInfo")) {
             package.url = attribute(*child, "url");
             package.md5 = attribute(*child, "md5");
+            package.signature = attribute(*child, "signature");
             package.time = attribute(*child, "time");
             package.size = numberAttribute(*child, "size", 0);
             package.downloadResult = smallNumber(*child, "result");
@@ -96,6 +97,11 @@ bool buildPackage(XMLTree& element, const ZRPackageInfo& p) {
          element.setAttribute("/DownloadInfo", "size", decimal(p.size), -1) &&
          element.setAttribute("/DownloadInfo", "time", p.time, -1) &&
          element.setAttribute("/DownloadInfo", "result", decimal(p.downloadResult), -1);
+    // Written only when there is one, so the lists of a home without a
+    // package key stay as they always were.
+    if (ok && !p.signature.isEmpty()) {
+        ok = element.setAttribute("/DownloadInfo", "signature", p.signature, -1);
+    }
 
     ok = ok && element.addNode("/", "RunInfo", -1) &&
          element.setAttribute("/RunInfo", "format", p.format, -1) &&
