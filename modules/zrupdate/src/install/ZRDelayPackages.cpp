@@ -130,11 +130,14 @@ int removeAction(long id, Vector<ZRPackageInfo>& list, bool removeFiles) {
 }
 
 // With a package key, a held-back package runs only while its archive still
-// passes the checks it passed when it was downloaded.
+// passes the checks it passed when it was downloaded. Only an archive in the
+// held-back packages' own folder is read.
 bool heldPackageIsIntact(const ZRPackageInfo& entry) {
     if (!ZRPackageCheck::keyConfigured()) return true;
+    String folder;
+    if (!packageFolderIn(entry, heldBackRoot(), folder)) return false;
     ZRPackageCheck check;
-    ZRPackageCheck::Outcome outcome = check.checkFile(entry.path + "/" + entry.file, entry);
+    ZRPackageCheck::Outcome outcome = check.checkFile(folder + "/" + entry.file, entry);
     if (outcome == ZRPackageCheck::PASSED) return true;
     ZRPackageCheck::logRefusal(outcome, entry);
     return false;
