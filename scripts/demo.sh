@@ -89,8 +89,8 @@ run -v --id 2001
 echo
 echo "Installed file: $(cat "$demo/sample-product/payload.txt")"
 echo "Home of this demo: $demo/home"
-echo "Log of the update ($demo/home/logs/zrupdate.log; requests and answers are"
-echo "written there too, at the debug level):"
+echo "Log of the update ($demo/home/logs/zrupdate.log; run with --debug, the log"
+echo "also holds the requests and answers, credentials masked):"
 grep -P '^\S+ \S+\t(info|warning|error)\t' "$demo/home/logs/zrupdate.log" |
   awk '/\tDownload .* of / { last = $0; if (!shown++) print; next }
        { if (last != "") { print "  ..."; print last; last = "" } print }' | tail -n 20
