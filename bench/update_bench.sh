@@ -3,7 +3,8 @@
 # reference update server, download from nginx on loopback, MD5 check, unzip,
 # install script, inventory update; once without a package key and once with
 # one (the signature checked too). Against the same work done one step after
-# another by `curl -o` + `md5sum` + `unzip` + the script in the same run.
+# another by `curl -o` + `md5sum` + `unzip` + the script in the same run, and
+# for the keyed update also against that chain with openssl's signature check.
 # Prints the times, the ratios (bar 0.9x: the checks ride along with the
 # transfer) and the peak memory of each update beside that of an update with
 # nothing to do (bar: 8 MiB more).
@@ -84,8 +85,27 @@ baseline() {
   sh "$dir/unpacked/install-package" -d /opt/seven -s "$dir/unpacked"
   rm -rf "$dir"
 }
-export -f baseline
-export url md5 ZR_SCRATCH
+# The same chain with the signature check a keyed update makes: the SHA-256
+# of the file verified with the public key by openssl, before unzip.
+signed_baseline() {
+  local dir="$ZR_SCRATCH/baseline"
+  rm -rf "$dir"
+  mkdir -p "$dir/unpacked"
+  curl -s -o "$dir/p7.zip" "$url"
+  [[ "$(md5sum "$dir/p7.zip" | cut -d' ' -f1)" == "${md5,,}" ]]
+  openssl dgst -sha256 -binary "$dir/p7.zip" >"$dir/digest"
+  base64 -d <<<"$signature" >"$dir/signature"
+  openssl pkeyutl -verify -pubin -inkey "$public_key" -rawin -in "$dir/digest" \
+    -sigfile "$dir/signature" >/dev/null
+  unzip -q -o "$dir/p7.zip" -d "$dir/unpacked"
+  rm -f "$dir/p7.zip"
+  sh "$dir/unpacked/install-package" -d /opt/seven -s "$dir/unpacked"
+  rm -rf "$dir"
+}
+signature="$(python3 -c 'import json,sys; print(json.load(open(sys.argv[1]))["packages"][0]["signature"])' "$packages/manifest.json")"
+public_key="${key%.pem}.pub.pem"
+export -f baseline signed_baseline
+export url md5 signature public_key ZR_SCRATCH
 
 # update_once KEY RSSFILE: one update from 2.0; prints its milliseconds.
 update_once() {
@@ -112,26 +132,31 @@ run_mode() {  # MODE
     plain) keep_best plain "$(update_once "" "$ZR_SCRATCH/rss.plain")" "$ZR_SCRATCH/rss.plain" ;;
     key) keep_best key "$(update_once key "$ZR_SCRATCH/rss.key")" "$ZR_SCRATCH/rss.key" ;;
     base) keep_best base "$(timed "$ZR_SCRATCH/rss.base" bash -c baseline)" "$ZR_SCRATCH/rss.base" ;;
+    signed) keep_best signed "$(timed "$ZR_SCRATCH/rss.signed" bash -c signed_baseline)" \
+      "$ZR_SCRATCH/rss.signed" ;;
   esac
 }
 # The order turns round from one repetition to the next: the run after the
 # chain pays for the write-back of what the chain left behind.
-modes=(plain key base)
+modes=(plain key base signed)
 for ((i = 0; i < repetitions; i++)); do
-  for ((k = 0; k < 3; k++)); do run_mode "${modes[(i + k) % 3]}"; done
+  for ((k = 0; k < 4; k++)); do run_mode "${modes[(i + k) % 4]}"; done
 done
 home 2.5
 timed "$ZR_SCRATCH/rss.idle" "$bin" -u >/dev/null
 
 rss() { tail -1 "$ZR_SCRATCH/rss.$1" | cut -d' ' -f1; }
 ratio() { awk -v a="$1" -v b="$2" 'BEGIN { printf "%.2fx", a / b }'; }
-line() {  # LABEL MODE
+line() {  # LABEL MODE [CHAIN]
+  local chain="${3:-base}"
   printf '  %-32s %6d ms (ratio %s, bar 0.90x)  cpu %6d ms (ratio %s)\n' "$1" "${wall[$2]}" \
-    "$(ratio "${wall[$2]}" "${wall[base]}")" "${cpu[$2]}" "$(ratio "${cpu[$2]}" "${cpu[base]}")"
+    "$(ratio "${wall[$2]}" "${wall[$chain]}")" "${cpu[$2]}" "$(ratio "${cpu[$2]}" "${cpu[$chain]}")"
 }
 echo "update of one ${size_mib} MiB package (best of $repetitions; load before: $(cut -d' ' -f1 /proc/loadavg)):"
 printf '  %-32s %6d ms                          cpu %6d ms\n' "curl + md5sum + unzip + script" "${wall[base]}" "${cpu[base]}"
 line "ZRUpdate -u, no key" plain
 line "ZRUpdate -u, signed, with key" key
+printf '  %-32s %6d ms                          cpu %6d ms\n' "the chain + openssl verify" "${wall[signed]}" "${cpu[signed]}"
+line "ZRUpdate -u, with key, vs that" key signed
 printf '  peak memory: nothing to do %d KiB; no key %d KiB (+%d); with key %d KiB (+%d) (bar +8192)\n' \
   "$(rss idle)" "$(rss plain)" "$(($(rss plain) - $(rss idle)))" "$(rss key)" "$(($(rss key) - $(rss idle)))"
