@@ -74,29 +74,21 @@ timed() {
   echo $((end - start))
 }
 
+# baseline [signed]: the chain; "signed" adds the signature check a keyed
+# update makes: the SHA-256 of the file verified with the public key by
+# openssl, before unzip.
 baseline() {
   local dir="$ZR_SCRATCH/baseline"
   rm -rf "$dir"
   mkdir -p "$dir/unpacked"
   curl -s -o "$dir/p7.zip" "$url"
   [[ "$(md5sum "$dir/p7.zip" | cut -d' ' -f1)" == "${md5,,}" ]]
-  unzip -q -o "$dir/p7.zip" -d "$dir/unpacked"
-  rm -f "$dir/p7.zip"
-  sh "$dir/unpacked/install-package" -d /opt/seven -s "$dir/unpacked"
-  rm -rf "$dir"
-}
-# The same chain with the signature check a keyed update makes: the SHA-256
-# of the file verified with the public key by openssl, before unzip.
-signed_baseline() {
-  local dir="$ZR_SCRATCH/baseline"
-  rm -rf "$dir"
-  mkdir -p "$dir/unpacked"
-  curl -s -o "$dir/p7.zip" "$url"
-  [[ "$(md5sum "$dir/p7.zip" | cut -d' ' -f1)" == "${md5,,}" ]]
-  openssl dgst -sha256 -binary "$dir/p7.zip" >"$dir/digest"
-  base64 -d <<<"$signature" >"$dir/signature"
-  openssl pkeyutl -verify -pubin -inkey "$public_key" -rawin -in "$dir/digest" \
-    -sigfile "$dir/signature" >/dev/null
+  if [[ "${1:-}" == signed ]]; then
+    openssl dgst -sha256 -binary "$dir/p7.zip" >"$dir/digest"
+    base64 -d <<<"$signature" >"$dir/signature"
+    openssl pkeyutl -verify -pubin -inkey "$public_key" -rawin -in "$dir/digest" \
+      -sigfile "$dir/signature" >/dev/null
+  fi
   unzip -q -o "$dir/p7.zip" -d "$dir/unpacked"
   rm -f "$dir/p7.zip"
   sh "$dir/unpacked/install-package" -d /opt/seven -s "$dir/unpacked"
@@ -104,7 +96,7 @@ signed_baseline() {
 }
 signature="$(python3 -c 'import json,sys; print(json.load(open(sys.argv[1]))["packages"][0]["signature"])' "$packages/manifest.json")"
 public_key="${key%.pem}.pub.pem"
-export -f baseline signed_baseline
+export -f baseline
 export url md5 signature public_key ZR_SCRATCH
 
 # update_once KEY RSSFILE: one update from 2.0; prints its milliseconds.
@@ -132,7 +124,7 @@ run_mode() {  # MODE
     plain) keep_best plain "$(update_once "" "$ZR_SCRATCH/rss.plain")" "$ZR_SCRATCH/rss.plain" ;;
     key) keep_best key "$(update_once key "$ZR_SCRATCH/rss.key")" "$ZR_SCRATCH/rss.key" ;;
     base) keep_best base "$(timed "$ZR_SCRATCH/rss.base" bash -c baseline)" "$ZR_SCRATCH/rss.base" ;;
-    signed) keep_best signed "$(timed "$ZR_SCRATCH/rss.signed" bash -c signed_baseline)" \
+    signed) keep_best signed "$(timed "$ZR_SCRATCH/rss.signed" bash -c "baseline signed")" \
       "$ZR_SCRATCH/rss.signed" ;;
   esac
 }
