@@ -13,8 +13,9 @@ ZRBackgroundCheck::ZRBackgroundCheck(std::vector<Digest> digests)
       next(this->digests.size(), 0),
       stopping(false) {
     for (std::vector<char>& buffer : storage) idle.push_back(buffer.data());
-    // The threads take no signals: the alarm that ends a timed-out run and
-    // the like stay with the thread that runs the transfer.
+    // The threads take no signals: a signal meant for the program (an
+    // interrupt, a terminate) reaches the thread that runs the transfer,
+    // whose handlers and waits expect it.
     sigset_t all, before;
     sigfillset(&all);
     pthread_sigmask(SIG_SETMASK, &all, &before);
