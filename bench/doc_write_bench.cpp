@@ -21,16 +21,19 @@ static double nowSeconds() {
 }
 
 static String inventoryText(int products) {
-    String text("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<ZRUpdateClientSettings>\n<Inventory>\n");
-    text.append("<PlatformInfo os=\"Linux\" vendor=\"\" arch=\"x86_64\" version=\"6.1\"/>\n<Products>\n");
+    String text(
+        "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<ZRUpdateClientSettings>\n<Inventory>\n");
+    text.append(
+        "<PlatformInfo os=\"Linux\" vendor=\"\" arch=\"x86_64\" version=\"6.1\"/>\n<Products>\n");
     for (int i = 1; i <= products; ++i) {
         char line[512];
-        std::snprintf(line, sizeof line,
-                      "<InstalledProduct>\n<ProductInfo id=\"%d\" name=\"Product %d\" desc=\"Description "
-                      "of product %d\" installPath=\"/opt/Orvanta/p%d\" serialNo=\"SN%d\" parent=\"1000\" "
-                      "langCode=\"en\" OEM=\"\"/>\n<ZRVersionInfo major=\"%d\" minor=\"%d\" "
-                      "patchLevel=\"0\" buildNum=\"%d\" status=\"\" desc=\"\"/>\n</InstalledProduct>\n",
-                      i, i, i, i, i, i % 10, i % 7, i);
+        std::snprintf(
+            line, sizeof line,
+            "<InstalledProduct>\n<ProductInfo id=\"%d\" name=\"Product %d\" desc=\"Description "
+            "of product %d\" installPath=\"/opt/Orvanta/p%d\" serialNo=\"SN%d\" parent=\"1000\" "
+            "langCode=\"en\" OEM=\"\"/>\n<ZRVersionInfo major=\"%d\" minor=\"%d\" "
+            "patchLevel=\"0\" buildNum=\"%d\" status=\"\" desc=\"\"/>\n</InstalledProduct>\n",
+            i, i, i, i, i, i % 10, i % 7, i);
         text.append(line);
     }
     text.append("</Products>\n</Inventory>\n</ZRUpdateClientSettings>\n");

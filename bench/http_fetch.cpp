@@ -34,14 +34,15 @@ namespace {
 // A plain connection that reports the tunnel's answer and refuses to go on
 // without a tunnel, the way the TLS connection does.
 class ProbeConnection : public HttpConnection {
-  public:
+public:
     int tunnelResult = -1;
 
     bool connect() override {
         openSocket(new ClientSocket(dialHost().c_str(), dialPort()));
         if (useProxy && tunnel) {
             tunnelResult = openTunnel() ? 1 : 0;
-            if (tunnelResult == 0) ZR_THROW(IOException, "EC_PROXY_FAILED: http tunnel failed", "http_fetch");
+            if (tunnelResult == 0)
+                ZR_THROW(IOException, "EC_PROXY_FAILED: http tunnel failed", "http_fetch");
         }
         return connected;
     }
@@ -120,7 +121,8 @@ int main(int argc, char** argv) {
         HttpRequest request{URL(String(url.c_str()))};
         if (!method.empty() && !request.setMethod(method.c_str())) return usage();
         for (auto& h : headers) request.getHeader().add(h.first.c_str(), h.second.c_str());
-        if (!range.empty()) request.getHeader().add("Range", (std::string("bytes=") + range + "-").c_str());
+        if (!range.empty())
+            request.getHeader().add("Range", (std::string("bytes=") + range + "-").c_str());
         request.setPostData(postData.c_str());
         request.setPostFile(postFile.c_str());
         HttpResponse response;
@@ -141,7 +143,8 @@ int main(int argc, char** argv) {
         }
         connection.close();
     } catch (const Exception& e) {
-        if (tunnel && connection.tunnelResult >= 0) std::printf("tunnel=%d\n", connection.tunnelResult);
+        if (tunnel && connection.tunnelResult >= 0)
+            std::printf("tunnel=%d\n", connection.tunnelResult);
         std::printf("exception=%s\n", e.getMessage().c_str());
     }
     return 0;

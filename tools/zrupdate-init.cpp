@@ -18,13 +18,13 @@
 
 #include "Exception.h"
 #include "String.h"
-#include "store/ZRNetConfig.h"
 #include "ZRPaths.h"
+#include "io/AtomicFile.h"
+#include "io/File.h"
+#include "store/ZRNetConfig.h"
 #include "store/ZRStateFiles.h"
 #include "store/ZRStoreDefaults.h"
 #include "store/ZRUpdateStore.h"
-#include "io/AtomicFile.h"
-#include "io/File.h"
 
 namespace {
 

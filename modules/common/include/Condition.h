@@ -9,7 +9,7 @@
 // A POSIX condition variable bound to one mutex. The bound mutex must be held
 // by the caller of wait(). Results of the POSIX calls are passed through.
 class Condition : public ZRObject {
-  public:
+public:
     explicit Condition(Mutex& m);
     ~Condition() override;
 
@@ -29,7 +29,7 @@ class Condition : public ZRObject {
     int signal();     // wakes one waiter
     int broadcast();  // wakes all waiters
 
-  private:
+private:
     pthread_cond_t handle;
     Mutex* mutex;  // not owned
 };

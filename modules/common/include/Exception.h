@@ -8,7 +8,7 @@
 // a fixed English message and the source unit and line that raised it;
 // callers catch by reference to Exception or one of its subclasses.
 class Exception : public ZRObject {
-  public:
+public:
     // Empty message, empty file, line 0.
     Exception();
     explicit Exception(const char* message);
@@ -24,7 +24,7 @@ class Exception : public ZRObject {
     const String& getFile() const { return file; }
     int getLine() const { return line; }
 
-  protected:
+protected:
     String message;
     String file;
     int line;
@@ -34,25 +34,25 @@ class Exception : public ZRObject {
 // message for that failure, so the common case needs no text at the call.
 
 class OutOfMemoryException : public Exception {
-  public:
+public:
     OutOfMemoryException() : Exception("Out of memory") {}
     using Exception::Exception;
 };
 
 class ArrayIndexException : public Exception {
-  public:
+public:
     ArrayIndexException() : Exception("Array index out of bounds") {}
     using Exception::Exception;
 };
 
 class NullPointerException : public Exception {
-  public:
+public:
     NullPointerException() : Exception("Pointer is NULL") {}
     using Exception::Exception;
 };
 
 class IOException : public Exception {
-  public:
+public:
     IOException() = default;
     using Exception::Exception;
 };

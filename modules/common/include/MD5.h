@@ -9,7 +9,7 @@
 // finalHex(). Taking the digest wipes the state and starts a new digest, so
 // one object can digest several messages in turn.
 class MD5 : public ZRObject {
-  public:
+public:
     MD5();
     MD5(const MD5& other);
     MD5& operator=(const MD5& other);
@@ -26,7 +26,7 @@ class MD5 : public ZRObject {
     // be opened; a read error ends the digest early.
     static bool md5File(const char* path, String& out);
 
-  private:
+private:
     struct Context;
     Context* context;  // owned
 };

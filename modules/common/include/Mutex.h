@@ -10,7 +10,7 @@ class Condition;
 // A plain (non-recursive) POSIX mutex. Results of the POSIX calls are passed
 // through unchanged: 0 on success, an error number otherwise. Never throws.
 class Mutex : public ZRObject {
-  public:
+public:
     Mutex();
     ~Mutex() override;
 
@@ -21,21 +21,21 @@ class Mutex : public ZRObject {
     int tryLock();  // EBUSY when another holder has it
     int unlock();
 
-  private:
+private:
     friend class Condition;  // waits on the underlying handle
     pthread_mutex_t handle;
 };
 
 // Scope guard: locks the mutex on construction and unlocks it on destruction.
 class Monitor : public ZRObject {
-  public:
+public:
     explicit Monitor(Mutex& m);
     ~Monitor() override;
 
     Monitor(const Monitor&) = delete;
     Monitor& operator=(const Monitor&) = delete;
 
-  private:
+private:
     Mutex* mutex;  // not owned
 };
 

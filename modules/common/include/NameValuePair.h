@@ -8,7 +8,7 @@
 // writes `name` and `value` directly.
 template <class T>
 class NameValuePair : public ZRObject {
-  public:
+public:
     NameValuePair() : name(), value() {}
     NameValuePair(const String& name, const T& value) : name(name), value(value) {}
 

@@ -11,7 +11,7 @@
 // a name; lookups by name ignore ASCII case and the first match wins. Lookups
 // never throw: a missing name gives -1, "" or false.
 class NameValuePairs : public ZRObject {
-  public:
+public:
     typedef NameValuePair<TypedValue> Pair;
 
     NameValuePairs();
@@ -42,7 +42,7 @@ class NameValuePairs : public ZRObject {
     bool isEmpty() const { return pairs.size() == 0; }
     void clear() { pairs.clear(); }
 
-  protected:
+protected:
     Vector<Pair> pairs;
 };
 

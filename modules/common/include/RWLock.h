@@ -9,7 +9,7 @@
 // preference; a new reader enters whenever no writer holds the lock.
 // Every operation returns 0 on success and -1 when a try-operation fails.
 class RWLock : public ZRObject {
-  public:
+public:
     RWLock();
     ~RWLock() override = default;
 
@@ -22,7 +22,7 @@ class RWLock : public ZRObject {
     int tryWriteLock();  // -1 unless nobody holds the lock
     int unlock();        // releases whichever kind the caller holds
 
-  private:
+private:
     int readers;  // number of read holders
     int writers;  // 0 or 1
     Mutex mutex;

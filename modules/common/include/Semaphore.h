@@ -8,7 +8,7 @@
 // Counting semaphore over a mutex and a condition. Operations return 0, or -1
 // when tryWait() finds no unit available.
 class Semaphore : public ZRObject {
-  public:
+public:
     // The initial count must be at least 1 (checked in every build).
     explicit Semaphore(int count = 1);
     ~Semaphore() override = default;
@@ -20,7 +20,7 @@ class Semaphore : public ZRObject {
     int tryWait();  // takes a unit or returns -1 at once
     int post();     // returns a unit and wakes one waiter
 
-  private:
+private:
     int count;
     Mutex mutex;
     Condition available;  // on mutex

@@ -7,7 +7,7 @@
 // Thread-safe counter handing out non-negative numbers. When the counter has
 // wrapped past the largest int it starts again from 0.
 class Sequence : public ZRObject {
-  public:
+public:
     // The initial value must not be negative (checked in every build).
     explicit Sequence(int initVal = 0);
     ~Sequence() override = default;
@@ -21,7 +21,7 @@ class Sequence : public ZRObject {
     // there; `size` must be greater than 0 (checked in every build).
     int getNext(unsigned int size);
 
-  private:
+private:
     int value;
     Mutex mutex;
 };

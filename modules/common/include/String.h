@@ -12,7 +12,7 @@ class Vector;
 // Index and range errors throw ArrayIndexException and leave the text as it
 // was; null C-string arguments are harmless (nothing appended, -1, false).
 class String : public ZRObject {
-  public:
+public:
     String();
     // Empty text with room for a text of `capacity` bytes.
     explicit String(int capacity);
@@ -115,7 +115,7 @@ class String : public ZRObject {
     // `delimiters`; no empty items.
     void split(Vector<String>& out, const String& delimiters) const;
 
-  private:
+private:
     // Opens a gap of `count` bytes at `pos` and copies `src` into it; `src`
     // may point into this string's own buffer.
     void insertBytes(int pos, const char* src, int count);

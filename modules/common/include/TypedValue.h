@@ -9,7 +9,7 @@
 // A value held in a name/value list: a long integer or a text, always with
 // its text form ready for output.
 class TypedValue : public ZRObject {
-  public:
+public:
     static constexpr int TYPE_LONG = 2;
     static constexpr int TYPE_STRING = 5;
 
@@ -29,7 +29,7 @@ class TypedValue : public ZRObject {
     int64_t getLong() const { return value; }
     const String& getText() const { return text; }
 
-  private:
+private:
     int type;
     int64_t value;
     String text;

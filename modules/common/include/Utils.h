@@ -6,7 +6,7 @@
 // Stateless helpers of the common library: strict number parsing, date and
 // time texts, character checks, hexadecimal conversions and byte searches.
 class Utils {
-  public:
+public:
     Utils() = delete;
 
     // Parses text[0] .. text[length-1] as a number in base 8, 16 or (any other

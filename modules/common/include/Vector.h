@@ -17,7 +17,7 @@
 // every visible result are the same either way.
 template <class T>
 class Vector : public ZRObject {
-  public:
+public:
     // `increment` 0 (or less) means 20.
     explicit Vector(int initialCapacity = 0, int increment = 20);
     Vector(const Vector& other);
@@ -45,7 +45,7 @@ class Vector : public ZRObject {
     bool isEmpty() const { return count_ == 0; }
     const T& lastElement() const;
 
-  private:
+private:
     static constexpr const char* UNIT = "../../../modules/common/include/../src/Vector";
 
     void checkIndex(int i) const;

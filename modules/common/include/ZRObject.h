@@ -5,7 +5,7 @@ class String;
 
 // Root of the library's value and utility classes.
 class ZRObject {
-  public:
+public:
     virtual ~ZRObject() = default;
     // The name of the object's dynamic class, as the run-time type
     // information reports it.

@@ -97,7 +97,9 @@ void String::freeBuffer() {
 String::String() : String(0) {}
 
 String::String(int capacity)
-    : capacity_(roomFor(capacity > 0 ? capacity : 0)), length_(0), buffer_(bufferOfSize(capacity_)) {
+    : capacity_(roomFor(capacity > 0 ? capacity : 0)),
+      length_(0),
+      buffer_(bufferOfSize(capacity_)) {
     buffer_[0] = '\0';
 }
 

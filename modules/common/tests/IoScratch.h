@@ -16,9 +16,9 @@
 #include <string>
 #include <vector>
 
-#include "TestScratch.h"
 #include "Exception.h"
 #include "String.h"
+#include "TestScratch.h"
 
 inline std::string str(const String& s) {
     return std::string(s.c_str(), s.length());
@@ -84,7 +84,7 @@ inline mode_t modeOf(const std::string& path) {
 
 // Runs with the working directory set to `dir`, restoring it afterwards.
 class WorkingDirectory {
-  public:
+public:
     explicit WorkingDirectory(const std::string& dir) {
         char buf[4096];
         if (getcwd(buf, sizeof buf) != nullptr) old_ = buf;
@@ -94,7 +94,7 @@ class WorkingDirectory {
         if (!old_.empty() && chdir(old_.c_str()) != 0) abort();
     }
 
-  private:
+private:
     std::string old_;
 };
 

@@ -11,15 +11,15 @@
 #include <stdexcept>
 
 class Listener {
-  public:
+public:
     Listener() {
         fd_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
         sockaddr_in a{};
         a.sin_family = AF_INET;
         a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
         socklen_t len = sizeof a;
-        if (fd_ < 0 || bind(fd_, reinterpret_cast<sockaddr*>(&a), sizeof a) != 0 || listen(fd_, 8) != 0 ||
-            getsockname(fd_, reinterpret_cast<sockaddr*>(&a), &len) != 0) {
+        if (fd_ < 0 || bind(fd_, reinterpret_cast<sockaddr*>(&a), sizeof a) != 0 ||
+            listen(fd_, 8) != 0 || getsockname(fd_, reinterpret_cast<sockaddr*>(&a), &len) != 0) {
             throw std::runtime_error("cannot listen on 127.0.0.1");
         }
         port_ = ntohs(a.sin_port);
@@ -32,7 +32,7 @@ class Listener {
     // The next connection's descriptor (owned by the caller).
     int accept() { return ::accept4(fd_, nullptr, nullptr, SOCK_CLOEXEC); }
 
-  private:
+private:
     int fd_;
     int port_;
 };

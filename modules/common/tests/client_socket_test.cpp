@@ -134,8 +134,8 @@ TEST(ClientSocket, BoundOfTheWaitsAsAWhole) {
     char buf[8];
     // Milliseconds count in full, unlike the time-out of each wait.
     p.socket.limitWaits(1500);
-    double took = secondsOf(
-        [&] { EXPECT_EQ(kReadTimeout, socketError([&] { p.socket.read(buf, 1); })); });
+    double took =
+        secondsOf([&] { EXPECT_EQ(kReadTimeout, socketError([&] { p.socket.read(buf, 1); })); });
     EXPECT_GE(took, 1.4);
     EXPECT_LE(took, 1.9);
 

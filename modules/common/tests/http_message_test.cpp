@@ -20,7 +20,12 @@ TEST(HttpHeader, SettersRefuseWhatWouldBreakTheHead) {
     EXPECT_TRUE(h.add("X", "1"));
     EXPECT_TRUE(h.add("X", 5368709120L));  // 5 GiB stays exact
     EXPECT_EQ("connection: close\r\nX: 1\r\nX: 5368709120\r\n", std::string(h.toString().c_str()));
-    for (auto bad : {std::make_pair("", "v"), {"N", ""}, {"A:B", "v"}, {"A\r", "v"}, {"A", "v\n"}, {"A", "v\r"}}) {
+    for (auto bad : {std::make_pair("", "v"),
+                     {"N", ""},
+                     {"A:B", "v"},
+                     {"A\r", "v"},
+                     {"A", "v\n"},
+                     {"A", "v\r"}}) {
         EXPECT_FALSE(h.add(bad.first, bad.second)) << bad.first << "|" << bad.second;
         EXPECT_FALSE(h.set(bad.first, bad.second));
     }
@@ -38,7 +43,8 @@ TEST(HttpHeader, SettersRefuseWhatWouldBreakTheHead) {
         bool ok;
         long value;
     };
-    for (Number c : {Number{"10", true, 10}, {"-5", true, -5}, {"abc", false, 0}, {"1 2", false, 0}}) {
+    for (Number c :
+         {Number{"10", true, 10}, {"-5", true, -5}, {"abc", false, 0}, {"1 2", false, 0}}) {
         HttpHeader one;
         one.add("Content-Length", c.text);
         long got = 0;
@@ -118,7 +124,8 @@ TEST(HttpResponse, HeadThenBodyFromTheSameBuffer) {
     ASSERT_NE(nullptr, ex.response.getInputStream());
     EXPECT_EQ('0', ex.response.getInputStream()->read());
     EXPECT_EQ("123456789", rest(ex.response.getInputStream()));
-    EXPECT_STREQ("HTTP/1.1 200 OK\r\nContent-Length: 10\r\nX-A: b c\r\n", ex.response.toString().c_str());
+    EXPECT_STREQ("HTTP/1.1 200 OK\r\nContent-Length: 10\r\nX-A: b c\r\n",
+                 ex.response.toString().c_str());
 }
 
 TEST(HttpResponse, MalformedHeads) {

@@ -450,7 +450,9 @@ TEST(AtomicFileInPlace, CallerWhoCannotReplaceRewritesInPlace) {
         if (child == 0) {
             bool ok = setgroups(0, nullptr) == 0 && setgid(65534) == 0 && setuid(65534) == 0;
             _exit(ok && AtomicFile::replace(String(doc.c_str()), kOld.data(), kOld.size()) ==
-                            AtomicFile::WRITTEN_IN_PLACE ? 0 : 1);
+                              AtomicFile::WRITTEN_IN_PLACE
+                      ? 0
+                      : 1);
         }
         int status = -1;
         waitpid(child, &status, 0);

@@ -21,7 +21,7 @@ const std::string kClosed = "Stream is already closed";
 // like a socket that delivers data in fragments. With byteOnly it keeps the
 // base class's read(buf, n) and skip(), which go through read().
 class PieceStream : public InputStream {
-  public:
+public:
     explicit PieceStream(std::string data, int piece = 1 << 30, bool byteOnly = false)
         : data(std::move(data)), piece(piece), byteOnly(byteOnly) {}
     int read() override { return at < data.size() ? static_cast<unsigned char>(data[at++]) : -1; }

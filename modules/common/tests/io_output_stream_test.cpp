@@ -18,12 +18,11 @@
 
 namespace {
 
-
 const std::string kClosed = "Stream is already closed";
 
 // Records every call that reaches it, one entry per write.
 class RecordingStream : public OutputStream {
-  public:
+public:
     void write(char c) override { writes.push_back(std::string(1, c)); }
     using OutputStream::write;
     void write(const char* buf, int n) override { writes.push_back(std::string(buf, n)); }

@@ -206,8 +206,9 @@ TEST_F(LogTest, LevelModeAndMaskedCredentials) {
     file.log(String("now written"), Log::LEVEL_DEBUG);
     Log::setDebug(false);
     file.log(String("dropped again"), Log::LEVEL_DEBUG);
-    file.log(String("CONNECT h:443 HTTP/1.0\r\nProxy-authorization: Basic dTpzZWNyZXQ=\r\n"
-                    "AUTHORIZATION:Bearer  tok\r\nauthorization: bare\r\nAuthorization:\r\nX: y"));
+    file.log(
+        String("CONNECT h:443 HTTP/1.0\r\nProxy-authorization: Basic dTpzZWNyZXQ=\r\n"
+               "AUTHORIZATION:Bearer  tok\r\nauthorization: bare\r\nAuthorization:\r\nX: y"));
     StringOutputStream plain;
     Log base(&plain);
     base.log(String("debug text"), Log::LEVEL_DEBUG);
@@ -317,10 +318,10 @@ TEST_F(LogTest, WritesWaitForTheLockOfAnotherProcess) {
               }),
               0);
     EXPECT_LE(time(nullptr) - start, 3);
-    EXPECT_EQ(messages(log),
-              (Lines{"waited", "warning\tlog lock file " + lockPath(".lock") +
-                                   " held by another process for 300 ms, writing without it",
-                     "late", "at once"}));
+    EXPECT_EQ(messages(log), (Lines{"waited",
+                                    "warning\tlog lock file " + lockPath(".lock") +
+                                        " held by another process for 300 ms, writing without it",
+                                    "late", "at once"}));
 }
 
 // Four processes write numbered lines at once, into one growing file and into

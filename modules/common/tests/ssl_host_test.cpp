@@ -1,6 +1,5 @@
 // Matching a server certificate's names against the host asked for.
 #include <gtest/gtest.h>
-
 #include <openssl/evp.h>
 #include <openssl/x509.h>
 #include <openssl/x509v3.h>

@@ -1,9 +1,10 @@
+#include "net/URL.h"
+
 #include <gtest/gtest.h>
 
 #include <string>
 
 #include "Exception.h"
-#include "net/URL.h"
 
 namespace {
 
@@ -45,7 +46,8 @@ TEST(URL, ParsesAndRendersBack) {
 }
 
 TEST(URL, RefusesMalformedText) {
-    for (const char* spec : {"h/x", "http://", "http://h:8a/", "http://h:65536/", "http://h:0000080", "http://user@h/", "http:/h", ""}) {
+    for (const char* spec : {"h/x", "http://", "http://h:8a/", "http://h:65536/",
+                             "http://h:0000080", "http://user@h/", "http:/h", ""}) {
         SCOPED_TRACE(spec);
         try {
             URL url{String(spec)};

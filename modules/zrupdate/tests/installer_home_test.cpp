@@ -4,7 +4,6 @@
 // without an install path, package folders outside the work directory,
 // leftovers of an earlier package).
 #include <gtest/gtest.h>
-
 #include <unistd.h>
 
 #include <cstdlib>
@@ -14,8 +13,8 @@
 #include "ZRPaths.h"
 #include "install/ZRUpdateInstaller.h"
 #include "io/File.h"
-#include "store/ZRUpdateParser.h"
 #include "io/StringOutputStream.h"
+#include "store/ZRUpdateParser.h"
 #include "util/Log.h"
 
 namespace {
@@ -27,7 +26,7 @@ struct Case {
     const char* scriptTail;  // the script's last line
     bool large;              // the archive carries large_package_flag
     int runResult;
-    const char* logLine;     // expected in the log
+    const char* logLine;  // expected in the log
 };
 
 const Case kCases[] = {
@@ -66,13 +65,16 @@ protected:
         std::filesystem::create_directories(dir);
         std::filesystem::create_directories(build);
         std::string record = scratch.file("record" + std::to_string(c.id));
-        writeFile(build + "/install-package", "#!/bin/sh\necho \"$*\" >" + record + "\nls \"$2\" >>" +
-                                                  record + "\n" + c.scriptTail + "\n");
+        writeFile(build + "/install-package", "#!/bin/sh\necho \"$*\" >" + record +
+                                                  "\nls \"$2\" >>" + record + "\n" + c.scriptTail +
+                                                  "\n");
         writeFile(build + "/payload", "data");
         if (c.large) {
-            for (const char* member : {"large_package_flag", "install", "readme"}) writeFile(build + "/" + member, "");
+            for (const char* member : {"large_package_flag", "install", "readme"})
+                writeFile(build + "/" + member, "");
         }
-        std::string zip = "cd " + build + " && chmod +x install-package && zip -q " + dir + "/p.zip *";
+        std::string zip =
+            "cd " + build + " && chmod +x install-package && zip -q " + dir + "/p.zip *";
         EXPECT_EQ(0, std::system(zip.c_str()));
 
         ZRPackageInfo p;
@@ -130,8 +132,10 @@ TEST_F(InstallerTest, EveryOutcomeOfUnzipAndScript) {
     // Arguments: the install path only when there is one; a large package
     // is unpacked only as far as its script and the archive stays for it.
     std::string dir8 = work + "/8/1_0";
-    EXPECT_EQ("-s " + dir8 + "\ninstall\ninstall-package\nlarge_package_flag\np.zip\nreadme\n", readFile(scratch.file("record8")));
-    EXPECT_EQ("-s " + work + "/1/1_0\ninstall-package\npayload\n", readFile(scratch.file("record1")));
+    EXPECT_EQ("-s " + dir8 + "\ninstall\ninstall-package\nlarge_package_flag\np.zip\nreadme\n",
+              readFile(scratch.file("record8")));
+    EXPECT_EQ("-s " + work + "/1/1_0\ninstall-package\npayload\n",
+              readFile(scratch.file("record1")));
 }
 
 // A package list may name any folder: only <work dir>/<product id>/... is
@@ -141,8 +145,8 @@ TEST_F(InstallerTest, RefusesPackageFoldersOutsideTheWorkDirectory) {
     std::string inWork = work + "/1";
     std::filesystem::create_directories(inWork);
     ASSERT_EQ(0, symlink(outside.c_str(), (inWork + "/link").c_str()));
-    for (const std::string& dir : {outside + "/1/1_0", inWork + "/../9/1_0", inWork + "/link/1_0",
-                                   inWork, work + "/1_0"}) {
+    for (const std::string& dir :
+         {outside + "/1/1_0", inWork + "/../9/1_0", inWork + "/link/1_0", inWork, work + "/1_0"}) {
         SCOPED_TRACE(dir);
         std::filesystem::remove_all(outside);
         std::filesystem::create_directories(outside);

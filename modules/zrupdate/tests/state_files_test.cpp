@@ -7,8 +7,8 @@
 
 #include "StoreTestSupport.h"
 #include "store/ZRPackageFile.h"
-#include "store/ZRUpdateParser.h"
 #include "store/ZRStoreDefaults.h"
+#include "store/ZRUpdateParser.h"
 #include "store/ZRUpdateStore.h"
 
 namespace {

@@ -87,22 +87,26 @@ TEST(UpdateClientTest, FailureSummariesForThePerson) {
 class UpdateClientStoreTest : public ::testing::Test {
 protected:
     ScratchDir dir;
-    static std::string product(int id, const char* serial, const char* parent, const char* version) {
+    static std::string product(int id, const char* serial, const char* parent,
+                               const char* version) {
         return std::string("<InstalledProduct><ProductInfo id=\"") + std::to_string(id) +
-               "\" name=\"p\" desc=\"\" installPath=\"/opt/p\" serialNo=\"" + serial + "\" parent=\"" + parent +
-               "\" langCode=\"\" OEM=\"\"/><ExtVersionInfo version=\"" + version +
-               "\" status=\"\" desc=\"\"/></InstalledProduct>";
+               "\" name=\"p\" desc=\"\" installPath=\"/opt/p\" serialNo=\"" + serial +
+               "\" parent=\"" + parent + "\" langCode=\"\" OEM=\"\"/><ExtVersionInfo version=\"" +
+               version + "\" status=\"\" desc=\"\"/></InstalledProduct>";
     }
     void loadInventory(const std::string& products) {
-        writeFile(dir / "inventory", xmlDecl() + "<ZRUpdateClientSettings><Inventory><PlatformInfo os=\"Linux\"/>"
-                                                 "<Products>" + products + "</Products></Inventory></ZRUpdateClientSettings>");
+        writeFile(dir / "inventory",
+                  xmlDecl() +
+                      "<ZRUpdateClientSettings><Inventory><PlatformInfo os=\"Linux\"/>"
+                      "<Products>" +
+                      products + "</Products></Inventory></ZRUpdateClientSettings>");
         ASSERT_TRUE(ZRUpdateStore::instance().load((dir / "inventory").c_str()));
     }
 };
 
 TEST_F(UpdateClientStoreTest, DownloadHeadersBorrowTheFirstParentWithASerialNumber) {
-    loadInventory(product(20, "", "x,-3,12,15", "2.0") + product(12, "", "", "1.2") + product(15, "SN15", "", "1.5") +
-                  product(30, "SN30", "15", "3.0"));
+    loadInventory(product(20, "", "x,-3,12,15", "2.0") + product(12, "", "", "1.2") +
+                  product(15, "SN15", "", "1.5") + product(30, "SN30", "15", "3.0"));
     ZRUpdateClient client;
     long id = 20;
     String version, serial;
@@ -120,23 +124,28 @@ TEST_F(UpdateClientStoreTest, DownloadHeadersBorrowTheFirstParentWithASerialNumb
 }
 
 TEST_F(UpdateClientStoreTest, LastingRedirectPutsNewServersInFrontOnce) {
-    writeFile(dir / "network", xmlDecl() + "<ZRNetClientSettings><ServerList type=\"http\" timeout=\"5\">"
-                                           "<Server host=\"old.example\"/></ServerList></ZRNetClientSettings>");
+    writeFile(dir / "network",
+              xmlDecl() +
+                  "<ZRNetClientSettings><ServerList type=\"http\" timeout=\"5\">"
+                  "<Server host=\"old.example\"/></ServerList></ZRNetClientSettings>");
     ASSERT_TRUE(ZRNetConfig::instance().load((dir / "network").c_str()));
     ZRUpdateClient client;
     const char* answer =
         "<ZRUpdateResponse><Result code=\"210\"/><ServerList><Server host=\"a.example\"/>"
-        "<Server host=\"OLD.EXAMPLE\"/><Server host=\"b.example\"/></ServerList></ZRUpdateResponse>";
+        "<Server host=\"OLD.EXAMPLE\"/><Server "
+        "host=\"b.example\"/></ServerList></ZRUpdateResponse>";
     EXPECT_EQ(210, client.processResponse(answer));
     NetSettings settings;
     ASSERT_TRUE(ZRNetConfig::instance().getSettings(settings));
     EXPECT_EQ(" b.example a.example old.example", hosts(settings.servers));
     // A one-run redirect leaves the settings alone.
-    EXPECT_EQ(211, client.processResponse("<zrupdateresponse><Result code=\"211\"/><ServerList>"
-                                          "<S host=\"c.example\"/></ServerList></zrupdateresponse>"));
+    EXPECT_EQ(211,
+              client.processResponse("<zrupdateresponse><Result code=\"211\"/><ServerList>"
+                                     "<S host=\"c.example\"/></ServerList></zrupdateresponse>"));
     ASSERT_TRUE(ZRNetConfig::instance().getSettings(settings));
     EXPECT_EQ(" b.example a.example old.example", hosts(settings.servers));
-    EXPECT_EQ(-1, client.processResponse("<ZRUpdateResponse><Result code=\"2x\"/></ZRUpdateResponse>"));
+    EXPECT_EQ(-1,
+              client.processResponse("<ZRUpdateResponse><Result code=\"2x\"/></ZRUpdateResponse>"));
     EXPECT_EQ(-1, client.processResponse("<Other><Result code=\"200\"/></Other>"));
 }
 

@@ -52,9 +52,11 @@ int main(int argc, char** argv) {
             SSLClient::setHostCheck(std::atoi(value.c_str()));
         } else if (option == "--range") {
             range = value;
-        } else if (option == "--proxy" && sscanf(value.c_str(), "%255[^:]:%255s", first, second) == 2) {
+        } else if (option == "--proxy" &&
+                   sscanf(value.c_str(), "%255[^:]:%255s", first, second) == 2) {
             connection.setProxy(first, std::atoi(second));
-        } else if (option == "--proxy-auth" && sscanf(value.c_str(), "%255[^:]:%255s", first, second) == 2) {
+        } else if (option == "--proxy-auth" &&
+                   sscanf(value.c_str(), "%255[^:]:%255s", first, second) == 2) {
             connection.setProxyAuth(first, second);
         } else if (option == "--cert") {
             SSLClient::setCertificate(value.c_str(), "PEM");
@@ -78,11 +80,13 @@ int main(int argc, char** argv) {
         if (!range.empty()) request.getHeader().add("Range", ("bytes=" + range + "-").c_str());
         HttpResponse response;
         connection.send(request, response);
-        std::printf("fd=%d\nstatus=%d\nbody=", connection.getSocket()->getFd(), response.getStatus());
+        std::printf("fd=%d\nstatus=%d\nbody=", connection.getSocket()->getFd(),
+                    response.getStatus());
         std::fflush(stdout);
         char piece[1024];
         int got;
-        while (response.getInputStream() && (got = response.getInputStream()->read(piece, sizeof piece)) > 0) {
+        while (response.getInputStream() &&
+               (got = response.getInputStream()->read(piece, sizeof piece)) > 0) {
             std::fwrite(piece, 1, static_cast<size_t>(got), stdout);
             std::fflush(stdout);
         }

@@ -12,9 +12,9 @@
 #include "client/ZRUpdateClient.h"
 #include "io/File.h"
 #include "store/ZRNetConfig.h"
-#include "store/ZRStoreFile.h"
 #include "store/ZRStateFiles.h"
 #include "store/ZRStoreDefaults.h"
+#include "store/ZRStoreFile.h"
 #include "store/ZRUpdateStore.h"
 #include "util/Log.h"
 
@@ -30,7 +30,8 @@ int main(int argc, char** argv) {
         std::puts("bad state files");
         return 2;
     }
-    if (File(ZRStoreFile::homeFile(ZRStateFiles::PARTIAL_FILES)).length() <= 0) createDefaultPartialFiles();
+    if (File(ZRStoreFile::homeFile(ZRStateFiles::PARTIAL_FILES)).length() <= 0)
+        createDefaultPartialFiles();
     ZRUpdateClient client;
     if (argc == 4 && std::strcmp(argv[1], "update") == 0) {
         int result = client.update(std::atol(argv[2]), std::atoi(argv[3]));

@@ -8,7 +8,7 @@
 // The one way documents are written to their files: at every instant the
 // file holds either the whole previous document or the whole new one.
 class AtomicFile {
-  public:
+public:
     enum Outcome {
         REPLACED,         // the crash-safe way: a new file renamed over the old
         WRITTEN_IN_PLACE  // the existing file itself was rewritten (see below)

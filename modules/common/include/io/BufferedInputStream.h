@@ -8,7 +8,7 @@ class String;
 // Reads a borrowed stream through a buffer, with mark/reset inside the
 // buffer (which grows up to the mark's limit) and line reading.
 class BufferedInputStream : public FilterInputStream {
-  public:
+public:
     BufferedInputStream(InputStream* in, int size);
     ~BufferedInputStream() override;
 
@@ -28,7 +28,7 @@ class BufferedInputStream : public FilterInputStream {
     // of data when nothing was collected.
     bool readLine(String& line);
 
-  private:
+private:
     // Makes room and reads once from `in`; the bytes added, <= 0 at the end.
     int fill();
     bool nextByte(unsigned char& byte);

@@ -7,7 +7,7 @@
 // one write when the buffer is full or flushed; large writes go straight
 // through.
 class BufferedOutputStream : public FilterOutputStream {
-  public:
+public:
     BufferedOutputStream(OutputStream* out, int size);
     // Flushes what is left (a failure there is lost: close() first to see it).
     ~BufferedOutputStream() override;
@@ -20,7 +20,7 @@ class BufferedOutputStream : public FilterOutputStream {
     using OutputStream::write;
     void write(const char* buf, int n) override;
 
-  private:
+private:
     char* buffer;
     int count = 0;
     int bufferSize;

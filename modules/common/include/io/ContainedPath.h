@@ -9,7 +9,7 @@
 // "link" pointing anywhere) may all name entries outside "a". Every such
 // check goes through this one place.
 class ContainedPath {
-  public:
+public:
     // The absolute path that `path` leads to, with "." and ".." segments,
     // doubled separators and every symbolic link among its parents resolved
     // against the file system; a link at the last entry is resolved too when

@@ -10,7 +10,7 @@
 // answered with false or -1, never thrown; only running out of memory
 // throws (list, getCanonicalPath) besides the String rules (getName).
 class File : public ZRObject {
-  public:
+public:
     // Holds path as given: relative or absolute, not normalised.
     File(const String& path);
     // dir + "/" + name ("/" only when dir does not end with one); just name
@@ -80,7 +80,7 @@ class File : public ZRObject {
     static int createTempFile(const String& prefix, String& outPath);
     static int createTempFile(const String& prefix, const String& dir, String& outPath);
 
-  private:
+private:
     String path;
 };
 

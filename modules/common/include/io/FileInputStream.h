@@ -6,7 +6,7 @@
 // Unbuffered input straight from a descriptor: one system call per
 // operation. Failures throw IOException with the system's error text.
 class FileInputStream : public InputStream {
-  public:
+public:
     // Opens path read-only; on failure throws IOException "path: error text"
     // and the stream is born closed.
     explicit FileInputStream(const char* path);
@@ -29,7 +29,7 @@ class FileInputStream : public InputStream {
 
     int getFD() const { return fd; }
 
-  private:
+private:
     int fd;
     long markPosition = -1;
 };

@@ -12,7 +12,7 @@
 // file is closed or the process ends. Operations return 0 on success and -1
 // when the lock is not open; fcntl failures are passed through. Never throws.
 class FileLock : public ZRObject {
-  public:
+public:
     // Opens `path` as a private lock file (mode 0600); use open(path, true)
     // for a lock file that processes of other users may lock too.
     FileLock(const char* path, bool shared);
@@ -29,7 +29,7 @@ class FileLock : public ZRObject {
     // SafeOpen::file), and refusal() then says why.
     int open(const char* path, bool shared);
     const String& refusal() const { return why; }
-    int lock();    // waits until the exclusive lock is granted
+    int lock();  // waits until the exclusive lock is granted
     // Waits at most `timeoutMs` milliseconds: -1 with errno ETIMEDOUT when
     // another process still holds the lock then.
     int lock(int timeoutMs);
@@ -39,7 +39,7 @@ class FileLock : public ZRObject {
     bool isOpen() const { return fd != -1; }
     const char* getPath() const { return path; }
 
-  private:
+private:
     static const int PATH_CAPACITY = 256;  // 255 characters and a NUL
 
     int fd;

@@ -7,7 +7,7 @@
 // call, so the data reach the file at once. Failures throw IOException with
 // the system's error text.
 class FileOutputStream : public OutputStream {
-  public:
+public:
     // How the path constructor opens its file.
     enum Mode {
         REPLACE = 0,          // create or truncate
@@ -35,7 +35,7 @@ class FileOutputStream : public OutputStream {
 
     int getFD() const { return fd; }
 
-  private:
+private:
     void closeDescriptor(bool reportFailure);
 
     int fd;

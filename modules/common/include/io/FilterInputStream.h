@@ -6,7 +6,7 @@
 // Forwards reading to a wrapped stream that it borrows: the wrapped stream
 // is never closed or deleted here, its owner does that.
 class FilterInputStream : public InputStream {
-  public:
+public:
     explicit FilterInputStream(InputStream* in) : in(in) {}
 
     int available() override;
@@ -16,7 +16,7 @@ class FilterInputStream : public InputStream {
     int read(char* buf, int n) override;
     int skip(int n) override;
 
-  protected:
+protected:
     InputStream* in;
 };
 

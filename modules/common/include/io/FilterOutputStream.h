@@ -6,7 +6,7 @@
 // Forwards writing to a borrowed stream, which is never closed or deleted
 // here: its owner does that.
 class FilterOutputStream : public OutputStream {
-  public:
+public:
     explicit FilterOutputStream(OutputStream* out) : out(out) {}
 
     // Marks only the filter closed.
@@ -16,7 +16,7 @@ class FilterOutputStream : public OutputStream {
     using OutputStream::write;
     void write(const char* buf, int n) override;
 
-  protected:
+protected:
     OutputStream* out;
 };
 

@@ -7,7 +7,7 @@
 // defaults: read(buf, n) and skip(n) work through read(), the rest either
 // does nothing or throws IOException "Unimplemented".
 class InputStream : public ZRObject {
-  public:
+public:
     InputStream() = default;
     InputStream(const InputStream&) = delete;
     InputStream& operator=(const InputStream&) = delete;
@@ -30,7 +30,7 @@ class InputStream : public ZRObject {
     void checkClosed() const;
     bool isClosed() const { return closed; }
 
-  protected:
+protected:
     bool closed = false;
 };
 

@@ -7,7 +7,7 @@
 // the two byte writes throw IOException "Unimplemented" unless a subclass
 // provides them, flush() does nothing.
 class OutputStream : public ZRObject {
-  public:
+public:
     OutputStream() = default;
     OutputStream(const OutputStream&) = delete;
     OutputStream& operator=(const OutputStream&) = delete;
@@ -24,7 +24,7 @@ class OutputStream : public ZRObject {
     void checkClosed() const;
     bool isClosed() const { return closed; }
 
-  protected:
+protected:
     bool closed = false;
 };
 

@@ -13,7 +13,7 @@
 // only what was expected; they change the mode of nothing but a file or
 // folder of the effective user that has no other name.
 class SafeOpen {
-  public:
+public:
     // Opens the regular file `path` for reading and writing, creating it when
     // missing. A file of the effective user gets exactly `mode` (the umask
     // does not apply). With `anyOwner`, a file of another user is accepted as

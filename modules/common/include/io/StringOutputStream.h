@@ -6,7 +6,7 @@
 
 // Collects everything written into a String (documents built in memory).
 class StringOutputStream : public OutputStream {
-  public:
+public:
     StringOutputStream() = default;
 
     // Discards the collected text.
@@ -18,7 +18,7 @@ class StringOutputStream : public OutputStream {
 
     const String& getString() const { return text; }
 
-  private:
+private:
     String text;
 };
 

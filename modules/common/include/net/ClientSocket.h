@@ -12,7 +12,7 @@
 // Socket failures. The message starts with a code such as "EC_READ_TIMEOUT"
 // (the text before the first colon) or is the system's error text.
 class SocketException : public IOException {
-  public:
+public:
     SocketException() = default;
     using IOException::IOException;
 };
@@ -20,7 +20,7 @@ class SocketException : public IOException {
 // A resolved IPv4 address: the address word (network byte order), its
 // dotted text and, once known, the host name.
 class InetAddress {
-  public:
+public:
     // The address 0.0.0.0.
     InetAddress();
     explicit InetAddress(uint32_t address);
@@ -42,7 +42,7 @@ class InetAddress {
     const String& getHostAddress() const { return hostAddress; }
     uint32_t getAddress() const { return address; }
 
-  private:
+private:
     uint32_t address;
     String hostAddress;
     String hostName;
@@ -51,7 +51,7 @@ class InetAddress {
 // An IPv4 socket address (address and port) with the resolved host it was
 // made from; the host record is null when resolution failed.
 class InetSocketAddress {
-  public:
+public:
     InetSocketAddress(const InetAddress& address, int port);
     // Resolves `host`; when that fails getAddress() is null and the address
     // word stays 0.
@@ -68,7 +68,7 @@ class InetSocketAddress {
     // Host byte order.
     int getPort() const;
 
-  private:
+private:
     sockaddr_in sockaddr;
     InetAddress* address;
 };
@@ -89,7 +89,7 @@ class InetSocketAddress {
 // A TLS socket derives from this class and replaces open, write, read and
 // close.
 class ClientSocket {
-  public:
+public:
     static const int SOCKET_NEW = 0;
     static const int SOCKET_CONNECTED = 1;
     static const int SOCKET_CLOSED = 2;
@@ -139,7 +139,7 @@ class ClientSocket {
     // period sets no bound.
     void requireRate(int bytes, int periodMs);
 
-  protected:
+protected:
     // Waits for `events` (POLLIN / POLLOUT) on the descriptor within the
     // time-out: 1 ready, 0 timed out, -1 failed (errno set; an interrupted
     // wait counts as failed).
@@ -159,7 +159,7 @@ class ClientSocket {
     bool ownsFd;
     int state;
 
-  private:
+private:
     Deadline bound{-1};
     // Rate rule: bytes due per period (0: none), the period, and the bytes
     // moved since the bound last moved.

@@ -7,7 +7,7 @@
 // peer that keeps waking the waits with a trickle of bytes cannot extend it.
 // Milliseconds count in full: 1500 is one and a half seconds.
 class Deadline {
-  public:
+public:
     // `ms` from now; negative means no deadline.
     explicit Deadline(int ms) : Deadline(ms, now()) {}
     // `ms` from `start` (for callers that already read the clock).
@@ -43,7 +43,7 @@ class Deadline {
         return t;
     }
 
-  private:
+private:
     bool unlimited;
     timespec end;
 };

@@ -22,7 +22,7 @@ class HttpResponse;
 // its own socket to dialHost():dialPort() to openSocket(), runs openTunnel()
 // through a proxy, then the handshake) and uses the protected fields.
 class HttpConnection {
-  public:
+public:
     HttpConnection();
     HttpConnection(const HttpConnection&) = delete;
     HttpConnection& operator=(const HttpConnection&) = delete;
@@ -57,7 +57,7 @@ class HttpConnection {
     bool isKeepAlive() const { return keepAlive; }
     ClientSocket* getSocket() const { return socket; }
 
-  protected:
+protected:
     // The host and port connect() dials: the proxy's when one is set.
     const String& dialHost() const { return useProxy ? proxyHost : host; }
     int dialPort() const { return useProxy ? proxyPort : port; }
@@ -84,7 +84,7 @@ class HttpConnection {
     bool tunnel;
     int minimumRate;
 
-  private:
+private:
     // The time-out as a bound of a whole part of the exchange: -1 (none)
     // when the connection has no time-out.
     int wholeLimit() const { return timeout > 0 ? timeout : -1; }

@@ -10,7 +10,7 @@
 // changing nothing, an empty name or value, a name holding ":", "\r" or "\n"
 // and a value holding "\r" or "\n", so no header can break the head apart.
 class HttpHeader : public NameValuePairs {
-  public:
+public:
     HttpHeader() = default;
     HttpHeader(const HttpHeader& other) = default;
     HttpHeader& operator=(const HttpHeader& other) = default;
@@ -39,7 +39,7 @@ class HttpHeader : public NameValuePairs {
     // "Name: value\r\n" for every pair.
     String toString() const override;
 
-  private:
+private:
     static bool acceptable(const String& name, const String& value);
     static bool numberOf(const TypedValue& value, long& number);
 };

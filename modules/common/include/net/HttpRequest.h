@@ -10,7 +10,7 @@
 // copy sets the four default headers: Accept, User-Agent, Accept-Language,
 // Accept-Encoding.
 class HttpRequest {
-  public:
+public:
     HttpRequest();
     explicit HttpRequest(const URL& url);
     HttpRequest(const HttpRequest& other) = default;
@@ -40,7 +40,7 @@ class HttpRequest {
     // line. Empty when the URL is not valid or there are no headers.
     String toString() const;
 
-  private:
+private:
     String method;
     String version;
     URL url;

@@ -12,7 +12,7 @@ class ClientSocket;
 // the connection (the body, read by the caller). No chunked or content
 // decoding.
 class HttpResponse {
-  public:
+public:
     // Longest head line accepted.
     static const int kLineLimit = 8192;
     // Most bytes (line ends included) and most lines of a whole head: a
@@ -47,7 +47,7 @@ class HttpResponse {
     // "HTTP/<version> <status> <reason>\r\n" and the header lines.
     String toString() const;
 
-  private:
+private:
     // Counts the lines of a head against kHeadLines and kHeadLimit.
     struct HeadBudget {
         int lines = 0;

@@ -9,7 +9,7 @@
 // is the name sent to the server and the one its certificate is checked
 // against, whether the socket reaches the server or a proxy.
 class HttpsConnection : public HttpConnection {
-  public:
+public:
     HttpsConnection();
     ~HttpsConnection() override;
 
@@ -22,7 +22,7 @@ class HttpsConnection : public HttpConnection {
     // host of the request's URL. Returns true.
     bool setVerifyLocations(const String& caPath, const String& caFile);
 
-  private:
+private:
     String caPath;
     String caFile;
 };

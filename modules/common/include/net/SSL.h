@@ -10,7 +10,7 @@ class SSLClientSocket;
 
 // TLS failures: context, certificates, handshake, peer checks and writes.
 class SSLException : public IOException {
-  public:
+public:
     SSLException() = default;
     using IOException::IOException;
 };
@@ -26,7 +26,7 @@ class SSLException : public IOException {
 // block; when they need the peer they return with wanted() saying POLLIN or
 // POLLOUT, and the socket waits for that within its deadline.
 class SSLClient {
-  public:
+public:
     // What ends the program when a TLS operation passes its deadline. The
     // library knows no program: the application installs this at start-up.
     // When none is installed (or it returns) the operation throws instead.
@@ -93,7 +93,7 @@ class SSLClient {
     // peer; 0 otherwise.
     short wanted() const { return want; }
 
-  private:
+private:
     void makeContext();
     void handshake(SSLClientSocket& socket);
     String targetHost(SSLClientSocket& socket);

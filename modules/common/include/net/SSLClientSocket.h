@@ -18,7 +18,7 @@ class SSLClient;
 // waits as a whole (limitWaits, requireRate) holds for TLS reads and writes
 // as for plain ones.
 class SSLClientSocket : public ClientSocket {
-  public:
+public:
     SSLClientSocket(const InetAddress& address, int port);
     explicit SSLClientSocket(const InetSocketAddress& address);
     SSLClientSocket(const char* host, int port);
@@ -50,7 +50,7 @@ class SSLClientSocket : public ClientSocket {
     // time-out, or -1 (no limit) when the time-out is below one second.
     int operationLimit() const;
 
-  private:
+private:
     friend class SSLClient;  // waits on the descriptor during the handshake
 
     // Throws `timeoutCode` / `failedCode` when the socket cannot take data

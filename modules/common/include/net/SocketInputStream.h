@@ -19,7 +19,7 @@ class ClientSocket;
 // Socket time-outs throw SocketException as the socket does. The socket is
 // not owned; close() only marks the stream closed.
 class SocketInputStream : public InputStream {
-  public:
+public:
     static const int kBufferSize = 64 * 1024;
 
     explicit SocketInputStream(ClientSocket* socket);
@@ -42,7 +42,7 @@ class SocketInputStream : public InputStream {
     // the stream before any byte, or a negative socket read result.
     int readLine(String& line, int limit);
 
-  private:
+private:
     // Refills an empty buffer with one socket read; its result.
     int fill();
 

@@ -9,7 +9,7 @@
 // fills in the protocol's default port and collapses runs of "/" in the file;
 // nothing is decoded.
 class URL : public ZRObject {
-  public:
+public:
     // Empty, port -1 (not valid).
     URL();
     // Throws Exception "Malformed URL" on a syntax error (a port above
@@ -40,7 +40,7 @@ class URL : public ZRObject {
     // whenever it is known, so a parsed http URL always shows ":80".
     String toString() const override;
 
-  private:
+private:
     void parse(const String& spec);
 
     String protocol;

@@ -14,7 +14,7 @@
 // would have to guess at what such text means; credentials decoded from a
 // damaged file are better refused than silently changed.
 class Base64 {
-  public:
+public:
     // Encodes `len` bytes of `data`; with `len` 0 `data` is taken as a
     // NUL-terminated text. Allocates a NUL-terminated buffer of
     // len * 4 / 3 + 4 bytes, hands it over through `out` (the caller frees it

@@ -10,7 +10,7 @@
 // an absolute path with a given argument vector (no shell, so no argument is
 // ever interpreted), and wait for the child.
 class ChildProcess {
-  public:
+public:
     // Called in the child when the exec fails, with the error number; it may
     // log, and returns the status the child ends with.
     using ExecFailure = std::function<int(int error)>;
@@ -19,8 +19,8 @@ class ChildProcess {
     // and waits for it; with `quiet` its standard output and error go to
     // /dev/null. Returns the raw wait status (0 when the program exited with
     // 0), or -1 when no child could be started.
-    static int run(const char* program, const Vector<String>& args, const ExecFailure& onExecFailure,
-                   bool quiet = false);
+    static int run(const char* program, const Vector<String>& args,
+                   const ExecFailure& onExecFailure, bool quiet = false);
 
     // Whether a raw wait status is a normal exit with code `code`.
     static bool exitedWith(int status, int code);

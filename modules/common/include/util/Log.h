@@ -1,8 +1,8 @@
 #ifndef ZR_UTIL_LOG_H
 #define ZR_UTIL_LOG_H
 
-#include "io/FileLock.h"
 #include "String.h"
+#include "io/FileLock.h"
 
 class NameValuePairs;
 class OutputStream;
@@ -20,7 +20,7 @@ class DebugLog;
 // The base class writes messages as they are; FileLog and its subclasses put
 // the date, the time and the level word in front.
 class Log {
-  public:
+public:
     // Level words written by log(message, level).
     enum Level { LEVEL_INFO = 0, LEVEL_WARNING = 1, LEVEL_ERROR = 2, LEVEL_DEBUG = 3 };
 
@@ -95,7 +95,7 @@ class Log {
     static void setLockFolder(const char* folder);
     static String getLockFolder();
 
-  protected:
+protected:
     // The one way text reaches a stream: adds the final "\n" when missing,
     // then beginWrite(), one write call, endWrite().
     void writeText(const String& text);
@@ -104,7 +104,7 @@ class Log {
 
     OutputStream* out;
 
-  private:
+private:
     static bool enabled;
     static int level;
     static int mode;
@@ -120,7 +120,7 @@ class Log {
 //   log(message, level)  "2006-03-14 09:05:01\terror\tmessage"
 //   log(record)          "2006-03-14 09:05:01\tvalue1\tvalue2" (tabs in values become blanks)
 class FileLog : public Log {
-  public:
+public:
     // A log on a borrowed stream, with no file.
     explicit FileLog(OutputStream* out);
     // A log on the file `path`, opened for appending.
@@ -145,7 +145,7 @@ class FileLog : public Log {
     virtual bool open(const char* path);
     virtual const String& getFileName() const;
 
-  protected:
+protected:
     // "YYYY-MM-DD HH:MM:SS" of the local time.
     static String timeStamp();
     // Closes and forgets an owned stream; the log then has no stream until
@@ -163,7 +163,7 @@ class FileLog : public Log {
 // the temporary directory, and whose file rotates into numbered copies:
 // name.1 (newest) .. name.N (oldest).
 class RotationFileLog : public FileLog {
-  public:
+public:
     explicit RotationFileLog(OutputStream* out);
     explicit RotationFileLog(const char* path);
     ~RotationFileLog() override;
@@ -190,13 +190,13 @@ class RotationFileLog : public FileLog {
     // The lock file path of the log file name `path` with `suffix`.
     static String lockFilePath(const String& path, const char* suffix);
 
-  protected:
+protected:
     void beginWriteWithin(int limitKB);
     void endWriteWithin(int limitKB);
     String nextNameWithin(const String& name, int count);
     void trimWithin(int keep, int limitKB);
 
-  private:
+private:
     // Moves the file aside and shifts the numbered copies; called with
     // writeLock held. The file is moved when larger than `threshold` bytes.
     void rotate(long threshold);
@@ -216,13 +216,13 @@ class RotationFileLog : public FileLog {
     FileLock rotateLock;
     String lockedName;  // path of the attached write lock file, "" when none
     int lockWaitMs;
-    String notices;     // whole lines, stamped, waiting for the next write
+    String notices;  // whole lines, stamped, waiting for the next write
 };
 
 // The debug log: a rotating log with limits of its own (1024 KB, 100 copies)
 // that the diagnostic messages go to while it is enabled.
 class DebugLog : public RotationFileLog {
-  public:
+public:
     explicit DebugLog(OutputStream* out);
     explicit DebugLog(const char* path);
 
@@ -239,7 +239,7 @@ class DebugLog : public RotationFileLog {
     int getSizeLimitKB() const { return maxSizeKB; }
     int getCountLimit() const { return maxCount; }
 
-  private:
+private:
     bool enabled;
     int maxSizeKB;
     int maxCount;

@@ -15,7 +15,7 @@ typedef struct evp_pkey_st EVP_PKEY;
 // and every operation needing it fails. Read errors are printed to standard
 // error and written to the diagnostic log.
 class RSAUtil {
-  public:
+public:
     // padding: PKCS #1 v1.5 unless `noPadding`. An empty pass phrase means
     // the private key is not encrypted (an encrypted key then fails to load
     // instead of prompting on the terminal).
@@ -45,7 +45,7 @@ class RSAUtil {
     int decryptWithPrivateKey(const String& hex, unsigned char* out, int max);
     int decryptWithPublicKey(const String& hex, unsigned char* out, int max);
 
-  private:
+private:
     EVP_PKEY* privateKey;  // as read from the private key file
     EVP_PKEY* publicKey;   // from the public key file or its certificate
     int padding;           // 1 PKCS #1 v1.5, 3 none (OpenSSL's padding codes)

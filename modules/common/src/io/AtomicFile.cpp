@@ -204,9 +204,8 @@ namespace {
 // When the file cannot be opened the failure reported is `refusedError` (the
 // reason the crash-safe way was not possible), or the open's own for a node.
 AtomicFile::Outcome writeInPlace(const String& path, const String& target, bool regular,
-                                 const char* data, int length,
-                                 const AtomicFile::SystemCalls& calls, int refusedError,
-                                 mode_t limit = AtomicFile::ANY_MODE) {
+                                 const char* data, int length, const AtomicFile::SystemCalls& calls,
+                                 int refusedError, mode_t limit = AtomicFile::ANY_MODE) {
     int flags = O_WRONLY | O_NOFOLLOW | O_CLOEXEC | (regular ? 0 : O_NONBLOCK);
     int fd = open(target.c_str(), flags);
     if (fd < 0) fail(path, regular ? refusedError : errno);
@@ -263,8 +262,8 @@ AtomicFile::Outcome AtomicFile::replace(const String& path, const char* data, in
     // creates files, within the limit, and the umask applies.
     for (int attempt = 0; work.fd < 0; attempt++) {
         String candidate = sideName(name, "new");
-        work.fd = calls.createNew(work.folderFd, candidate.c_str(),
-                                  replacing ? 0600 : 0666 & limit);
+        work.fd =
+            calls.createNew(work.folderFd, candidate.c_str(), replacing ? 0600 : 0666 & limit);
         if (work.fd >= 0) {
             work.newName = candidate;
         } else if (replacing && refusedToCaller(errno)) {

@@ -67,7 +67,8 @@ int FileLock::lock(int timeoutMs) {
         if (fcntl(fd, F_SETLK, &request) == 0) return 0;
         if (errno != EACCES && errno != EAGAIN && errno != EINTR) return -1;
         clock_gettime(CLOCK_MONOTONIC, &now);
-        long waitedMs = (now.tv_sec - start.tv_sec) * 1000L + (now.tv_nsec - start.tv_nsec) / 1000000L;
+        long waitedMs =
+            (now.tv_sec - start.tv_sec) * 1000L + (now.tv_nsec - start.tv_nsec) / 1000000L;
         if (waitedMs >= timeoutMs) {
             errno = ETIMEDOUT;
             return -1;

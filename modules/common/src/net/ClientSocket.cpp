@@ -87,20 +87,23 @@ sockaddr_in makeSockAddr(uint32_t address, int port) {
 }  // namespace
 
 InetSocketAddress::InetSocketAddress(const InetAddress& address, int port)
-    : sockaddr(makeSockAddr(address.getAddress(), port)), address(new InetAddress(address.getAddress())) {}
+    : sockaddr(makeSockAddr(address.getAddress(), port)),
+      address(new InetAddress(address.getAddress())) {}
 
 InetSocketAddress::InetSocketAddress(const char* host, int port)
     : sockaddr(makeSockAddr(0, port)), address(InetAddress::getByName(host)) {
     if (address != nullptr) sockaddr.sin_addr.s_addr = address->getAddress();
 }
 
-InetSocketAddress::InetSocketAddress(int port) : sockaddr(makeSockAddr(0, port)), address(new InetAddress()) {}
+InetSocketAddress::InetSocketAddress(int port)
+    : sockaddr(makeSockAddr(0, port)), address(new InetAddress()) {}
 
 InetSocketAddress::InetSocketAddress(const sockaddr_in& raw)
     : sockaddr(raw), address(new InetAddress(raw.sin_addr.s_addr)) {}
 
 InetSocketAddress::InetSocketAddress(const InetSocketAddress& other)
-    : sockaddr(other.sockaddr), address(other.address ? new InetAddress(*other.address) : nullptr) {}
+    : sockaddr(other.sockaddr),
+      address(other.address ? new InetAddress(*other.address) : nullptr) {}
 
 InetSocketAddress& InetSocketAddress::operator=(const InetSocketAddress& other) {
     if (this != &other) {
@@ -112,9 +115,13 @@ InetSocketAddress& InetSocketAddress::operator=(const InetSocketAddress& other) 
     return *this;
 }
 
-InetSocketAddress::~InetSocketAddress() { delete address; }
+InetSocketAddress::~InetSocketAddress() {
+    delete address;
+}
 
-int InetSocketAddress::getPort() const { return ntohs(sockaddr.sin_port); }
+int InetSocketAddress::getPort() const {
+    return ntohs(sockaddr.sin_port);
+}
 
 // ------------------------------------------------------------ ClientSocket
 
@@ -122,9 +129,13 @@ ClientSocket::ClientSocket(const InetAddress& address, int port) {
     init(new InetSocketAddress(address, port));
 }
 
-ClientSocket::ClientSocket(const InetSocketAddress& address) { init(new InetSocketAddress(address)); }
+ClientSocket::ClientSocket(const InetSocketAddress& address) {
+    init(new InetSocketAddress(address));
+}
 
-ClientSocket::ClientSocket(const char* host, int port) { init(new InetSocketAddress(host, port)); }
+ClientSocket::ClientSocket(const char* host, int port) {
+    init(new InetSocketAddress(host, port));
+}
 
 ClientSocket::ClientSocket(int fd)
     : fd(fd), remote(nullptr), local(nullptr), timeout(-1), ownsFd(false), state(SOCKET_CONNECTED) {
@@ -288,8 +299,8 @@ int ClientSocket::read(char* buf, int len) {
 int ClientSocket::write(const char* buf, int len) {
     if (buf == nullptr || len <= 0) return -1;
     for (;;) {
-        awaitReady(POLLOUT, "ClientSocket::write: ",
-                   "EC_WRITE_FAILED: sending data on socket failed",
+        awaitReady(POLLOUT,
+                   "ClientSocket::write: ", "EC_WRITE_FAILED: sending data on socket failed",
                    "EC_WRITE_TIMEOUT: sending data on socket timeout");
         // MSG_DONTWAIT: a peer that stops reading cannot hold a large send
         // past the bound; what does not fit now is the caller's next piece.
@@ -302,9 +313,13 @@ int ClientSocket::write(const char* buf, int len) {
     }
 }
 
-InetAddress* ClientSocket::getInetAddress() const { return remote ? remote->getAddress() : nullptr; }
+InetAddress* ClientSocket::getInetAddress() const {
+    return remote ? remote->getAddress() : nullptr;
+}
 
-InetAddress* ClientSocket::getLocalAddress() const { return local ? local->getAddress() : nullptr; }
+InetAddress* ClientSocket::getLocalAddress() const {
+    return local ? local->getAddress() : nullptr;
+}
 
 int ClientSocket::getSockOpt(int level, int name, void* value, socklen_t* length) const {
     return ::getsockopt(fd, level, name, value, length);

@@ -12,7 +12,9 @@ namespace {
 // Size of the pieces a posted file is read and written in.
 const int kFilePiece = 1024;
 
-void debug(const String& line) { Log::getLog()->log(line, Log::LEVEL_DEBUG); }
+void debug(const String& line) {
+    Log::getLog()->log(line, Log::LEVEL_DEBUG);
+}
 
 // Writes all `len` bytes, looping over short writes (a single write may take
 // only part of a large head or body); stops at a failed send.
@@ -38,7 +40,9 @@ HttpConnection::HttpConnection()
       tunnel(false),
       minimumRate(0) {}
 
-HttpConnection::~HttpConnection() { delete socket; }
+HttpConnection::~HttpConnection() {
+    delete socket;
+}
 
 void HttpConnection::setProxy(const String& proxyHostName, int proxyPortNumber) {
     proxyHost = proxyHostName;
@@ -85,7 +89,8 @@ bool HttpConnection::openTunnel() {
     String text("CONNECT ");
     text.append(host).append(":").append(port).append(" HTTP/1.0\r\n");
     text.append("User-Agent: Mozilla/4.0\r\n");
-    if (!proxyUser.isEmpty()) text.append("Proxy-authorization: ").append(proxyCredentials()).append("\r\n");
+    if (!proxyUser.isEmpty())
+        text.append("Proxy-authorization: ").append(proxyCredentials()).append("\r\n");
     text.append("\r\n");
     wrapper.limitWaits(wholeLimit());
     writeAll(wrapper, text.c_str(), text.length());
@@ -105,7 +110,8 @@ bool HttpConnection::send(HttpRequest& request, HttpResponse& response) {
     port = request.getURL().getPort();
     HttpHeader& header = request.getHeader();
     if (keepAlive) header.add(useProxy ? "Proxy-Connection" : "Connection", "Keep-Alive");
-    if (useProxy && !tunnel && !proxyUser.isEmpty()) header.add("Proxy-authorization", proxyCredentials());
+    if (useProxy && !tunnel && !proxyUser.isEmpty())
+        header.add("Proxy-authorization", proxyCredentials());
 
     connect();
     if (!connected) return false;

@@ -28,7 +28,9 @@ bool HttpHeader::set(const String& name, const String& value) {
     return true;
 }
 
-bool HttpHeader::set(const String& name, long value) { return set(name, decimal(value)); }
+bool HttpHeader::set(const String& name, long value) {
+    return set(name, decimal(value));
+}
 
 bool HttpHeader::add(const String& name, const String& value) {
     if (!acceptable(name, value)) return false;
@@ -36,7 +38,9 @@ bool HttpHeader::add(const String& name, const String& value) {
     return true;
 }
 
-bool HttpHeader::add(const String& name, long value) { return add(name, decimal(value)); }
+bool HttpHeader::add(const String& name, long value) {
+    return add(name, decimal(value));
+}
 
 bool HttpHeader::get(const String& name, String& value) const {
     int i = indexOf(name);

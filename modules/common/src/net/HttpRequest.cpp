@@ -13,7 +13,9 @@ void addDefaultHeaders(HttpHeader& header) {
 }
 }  // namespace
 
-HttpRequest::HttpRequest() : method("GET"), version("1.0") { addDefaultHeaders(header); }
+HttpRequest::HttpRequest() : method("GET"), version("1.0") {
+    addDefaultHeaders(header);
+}
 
 HttpRequest::HttpRequest(const URL& url) : method("GET"), version("1.0"), url(url) {
     addDefaultHeaders(header);
@@ -51,7 +53,12 @@ bool HttpRequest::setHeader(const NameValuePairs& pairs) {
 String HttpRequest::toString() const {
     String head;
     if (!url.isValid() || header.size() == 0) return head;
-    head.append(method).append(" ").append(url.toString()).append(" HTTP/").append(version).append("\r\n");
+    head.append(method)
+        .append(" ")
+        .append(url.toString())
+        .append(" HTTP/")
+        .append(version)
+        .append("\r\n");
     head.append(header.toString()).append("\r\n");
     return head;
 }

@@ -8,7 +8,9 @@
 
 HttpResponse::HttpResponse() : status(-1), body(nullptr) {}
 
-HttpResponse::~HttpResponse() { delete body; }
+HttpResponse::~HttpResponse() {
+    delete body;
+}
 
 // The head is read through the body stream's buffer: one socket read brings
 // in many bytes, and what follows the head stays there for the body.

@@ -3,7 +3,9 @@
 #include "Exception.h"
 #include "net/SSLClientSocket.h"
 
-HttpsConnection::HttpsConnection() { tunnel = true; }
+HttpsConnection::HttpsConnection() {
+    tunnel = true;
+}
 
 HttpsConnection::~HttpsConnection() = default;
 
@@ -23,7 +25,8 @@ bool HttpsConnection::connect() {
     // peer is a proxy.
     tls->setPeerName(host);
     openSocket(tls);
-    if (useProxy && !openTunnel()) ZR_THROW(IOException, "EC_PROXY_FAILED: http tunnel failed", "net/HttpsConnection");
+    if (useProxy && !openTunnel())
+        ZR_THROW(IOException, "EC_PROXY_FAILED: http tunnel failed", "net/HttpsConnection");
     tls->startHandshake();
     connected = tls->isConnected();
     return connected;

@@ -1,29 +1,32 @@
 #include "net/SSL.h"
 
+#include <arpa/inet.h>
+#include <errno.h>
 #include <openssl/crypto.h>
 #include <openssl/err.h>
 #include <openssl/ssl.h>
 #include <openssl/x509.h>
 #include <openssl/x509v3.h>
-
-#include <arpa/inet.h>
-#include <errno.h>
 #include <poll.h>
 
+#include "SSLSettings.h"
 #include "net/ClientSocket.h"
 #include "net/Deadline.h"
 #include "net/SSLClientSocket.h"
-#include "SSLSettings.h"
 #include "util/Log.h"
 
 namespace {
 const char* const kUnit = "net/SSL";
 bool libraryReady = false;
 
-[[noreturn]] void fail(const String& message, int line) { zrThrow<SSLException>(message, kUnit, line); }
+[[noreturn]] void fail(const String& message, int line) {
+    zrThrow<SSLException>(message, kUnit, line);
+}
 #define SSL_FAIL(message) fail((message), __LINE__)
 
-void debug(const String& line) { Log::getLog()->log(line, Log::LEVEL_DEBUG); }
+void debug(const String& line) {
+    Log::getLog()->log(line, Log::LEVEL_DEBUG);
+}
 
 // The text of the oldest error in OpenSSL's queue.
 String errorText() {
@@ -35,7 +38,9 @@ String errorText() {
 // Verification runs to the end of the handshake whatever it finds, so that
 // a refused certificate is reported below with its verification code
 // instead of as a bare handshake failure; nothing is sent before that check.
-int keepHandshaking(int, X509_STORE_CTX*) { return 1; }
+int keepHandshaking(int, X509_STORE_CTX*) {
+    return 1;
+}
 
 // Frees the peer certificate on every way out of the checks.
 struct PeerCertificate {
@@ -52,9 +57,12 @@ SSLSettings& sslSettings() {
     return settings;
 }
 
-SSLClient::SSLClient() : ctx(nullptr), ssl(nullptr), peerCert(nullptr), verifyResult(0), fd(-1), want(0) {}
+SSLClient::SSLClient()
+    : ctx(nullptr), ssl(nullptr), peerCert(nullptr), verifyResult(0), fd(-1), want(0) {}
 
-SSLClient::~SSLClient() { shutdown(); }
+SSLClient::~SSLClient() {
+    shutdown();
+}
 
 // OpenSSL 3 loads its error strings and algorithms through one call, and
 // the separate calls of older releases no longer exist.
@@ -82,12 +90,24 @@ String SSLClient::getVersionString() {
     return text;
 }
 
-void SSLClient::setVersion(int version) { sslSettings().version = version; }
-void SSLClient::setVerifyServer(bool on) { sslSettings().verifyServer = on; }
-void SSLClient::setHostCheck(int level) { sslSettings().hostCheck = level; }
-void SSLClient::setCipherList(const String& list) { sslSettings().cipherList = list; }
-void SSLClient::setKeyPassword(const String& password) { sslSettings().keyPassword = password; }
-void SSLClient::setTimeoutHandler(TimeoutHandler handler) { sslSettings().onTimeout = handler; }
+void SSLClient::setVersion(int version) {
+    sslSettings().version = version;
+}
+void SSLClient::setVerifyServer(bool on) {
+    sslSettings().verifyServer = on;
+}
+void SSLClient::setHostCheck(int level) {
+    sslSettings().hostCheck = level;
+}
+void SSLClient::setCipherList(const String& list) {
+    sslSettings().cipherList = list;
+}
+void SSLClient::setKeyPassword(const String& password) {
+    sslSettings().keyPassword = password;
+}
+void SSLClient::setTimeoutHandler(TimeoutHandler handler) {
+    sslSettings().onTimeout = handler;
+}
 
 void SSLClient::setCertificate(const String& file, const String& type) {
     sslSettings().certFile = file;
@@ -127,7 +147,9 @@ bool SSLClient::certificateNames(X509* cert, const String& host, bool alternativ
     return X509_check_host(cert, host.c_str(), host.length(), flags, nullptr) == 1;
 }
 
-void SSLClient::setPeerName(const String& name) { peerName = name; }
+void SSLClient::setPeerName(const String& name) {
+    peerName = name;
+}
 
 int SSLClient::connect(SSLClientSocket& socket) {
     shutdown();
@@ -181,7 +203,8 @@ void SSLClient::makeContext() {
         SSL_CTX_set_min_proto_version(ctx, TLS1_VERSION);
         SSL_CTX_set_max_proto_version(ctx, TLS1_VERSION);
     }
-    if (!s.certFile.isEmpty() && !loadClientCertificate(ctx, s)) SSL_FAIL("SSL: load client certificate failed");
+    if (!s.certFile.isEmpty() && !loadClientCertificate(ctx, s))
+        SSL_FAIL("SSL: load client certificate failed");
     if (!s.cipherList.isEmpty() && SSL_CTX_set_cipher_list(ctx, s.cipherList.c_str()) != 1) {
         SSL_FAIL("SSL: failed setting cipher list");
     }
@@ -194,7 +217,8 @@ void SSLClient::makeContext() {
     if (s.caFile.isEmpty() && s.caPath.isEmpty()) return;
     if (SSL_CTX_load_verify_locations(ctx, s.caFile.isEmpty() ? nullptr : s.caFile.c_str(),
                                       s.caPath.isEmpty() ? nullptr : s.caPath.c_str()) != 1) {
-        SSL_FAIL(String("SSL: invalid certificate verify locations: ") + s.caPath + ", " + s.caFile);
+        SSL_FAIL(String("SSL: invalid certificate verify locations: ") + s.caPath + ", " +
+                 s.caFile);
     }
 }
 
@@ -243,7 +267,8 @@ void SSLClient::checkPeer(const String& host) {
     verifyResult = 0;
     if (sslSettings().verifyServer) {
         verifyResult = SSL_get_verify_result(ssl);
-        if (verifyResult != X509_V_OK) SSL_FAIL(String("SSL: certificate verify failed: ") + String().append(verifyResult));
+        if (verifyResult != X509_V_OK)
+            SSL_FAIL(String("SSL: certificate verify failed: ") + String().append(verifyResult));
     }
 }
 
@@ -257,11 +282,13 @@ void SSLClient::checkHostName(const String& host) {
     if (!s.verifyServer && s.hostCheck == 0) return;
     if (certificateNames(peerCert, host, s.verifyServer)) return;
     char cn[257] = "";
-    if (X509_NAME_get_text_by_NID(X509_get_subject_name(peerCert), NID_commonName, cn, sizeof cn) < 0) {
+    if (X509_NAME_get_text_by_NID(X509_get_subject_name(peerCert), NID_commonName, cn, sizeof cn) <
+        0) {
         if (!s.verifyServer) SSL_FAIL("SSL: unable to obtain common name from peer certificate");
     }
     if (s.verifyServer || s.hostCheck == 2) {
-        SSL_FAIL(String("SSL: certificate subject name '") + cn + "' does not match target host name '" + host + "'");
+        SSL_FAIL(String("SSL: certificate subject name '") + cn +
+                 "' does not match target host name '" + host + "'");
     }
 }
 
@@ -287,7 +314,8 @@ int SSLClient::read(char* buf, int len) {
     // ends the stream too; OpenSSL 3 reports that as a system error without
     // an errno or as an error of its own.
     bool cutOff = error == SSL_ERROR_SYSCALL && savedErrno == 0 && ERR_peek_error() == 0;
-    if (got == 0 || cutOff || ERR_GET_REASON(ERR_peek_error()) == SSL_R_UNEXPECTED_EOF_WHILE_READING) {
+    if (got == 0 || cutOff ||
+        ERR_GET_REASON(ERR_peek_error()) == SSL_R_UNEXPECTED_EOF_WHILE_READING) {
         debug(String("SSL: read failed: ") + errorText());
         return 0;
     }

@@ -1,7 +1,6 @@
 // Loading the client certificate and its private key into a TLS context.
 #include <openssl/ssl.h>
 #include <openssl/x509.h>
-
 #include <string.h>
 
 #include "SSLSettings.h"
@@ -18,7 +17,9 @@ int fileType(const String& type) {
     return kTypePEM;
 }
 
-int openSSLType(int type) { return type == kTypeDER ? SSL_FILETYPE_ASN1 : SSL_FILETYPE_PEM; }
+int openSSLType(int type) {
+    return type == kTypeDER ? SSL_FILETYPE_ASN1 : SSL_FILETYPE_PEM;
+}
 
 bool refuse(const String& reason) {
     Log::getLog()->log(reason, Log::LEVEL_DEBUG);
@@ -37,8 +38,9 @@ int passPhrase(char* buf, int size, int writing, void* data) {
 bool loadCertificate(SSL_CTX* ctx, const SSLSettings& s) {
     int type = fileType(s.certType);
     if (type == kTypeEngine) return refuse("SSL: file type ENG for certificate not implemented");
-    int loaded = type == kTypePEM ? SSL_CTX_use_certificate_chain_file(ctx, s.certFile.c_str())
-                                  : SSL_CTX_use_certificate_file(ctx, s.certFile.c_str(), SSL_FILETYPE_ASN1);
+    int loaded = type == kTypePEM
+                     ? SSL_CTX_use_certificate_chain_file(ctx, s.certFile.c_str())
+                     : SSL_CTX_use_certificate_file(ctx, s.certFile.c_str(), SSL_FILETYPE_ASN1);
     return loaded == 1 || refuse("SSL: unable to set certificate file (wrong password?)");
 }
 
@@ -59,7 +61,8 @@ bool checkKeyPair(SSL_CTX* ctx) {
     if (probe != nullptr) {
         EVP_PKEY* publicKey = X509_get_pubkey(SSL_get_certificate(probe));
         EVP_PKEY* privateKey = SSL_get_privatekey(probe);
-        if (publicKey != nullptr && privateKey != nullptr) EVP_PKEY_copy_parameters(privateKey, publicKey);
+        if (publicKey != nullptr && privateKey != nullptr)
+            EVP_PKEY_copy_parameters(privateKey, publicKey);
         EVP_PKEY_free(publicKey);
         SSL_free(probe);
     }

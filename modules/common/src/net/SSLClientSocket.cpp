@@ -9,12 +9,16 @@
 namespace {
 const char* const kUnit = "net/SSLClientSocket";
 
-const char* const kReadTimeout = "EC_READ_TIMEOUT: SSLClintSocket: reading data from socket timeout";
+const char* const kReadTimeout =
+    "EC_READ_TIMEOUT: SSLClintSocket: reading data from socket timeout";
 const char* const kReadFailed = "EC_READ_FAILED: SSLClintSocket: reading data from socket failed";
-const char* const kWriteTimeout = "EC_WRITE_TIMEOUT: SSLClintSocket: sending data on socket timeout";
+const char* const kWriteTimeout =
+    "EC_WRITE_TIMEOUT: SSLClintSocket: sending data on socket timeout";
 const char* const kWriteFailed = "EC_WRITE_FAILED: SSLClintSocket: sending data on socket failed";
 
-[[noreturn]] void fail(const char* code, int line) { zrThrow<SocketException>(code, kUnit, line); }
+[[noreturn]] void fail(const char* code, int line) {
+    zrThrow<SocketException>(code, kUnit, line);
+}
 }  // namespace
 
 SSLClientSocket::SSLClientSocket(const InetAddress& address, int port)
@@ -23,13 +27,18 @@ SSLClientSocket::SSLClientSocket(const InetAddress& address, int port)
 SSLClientSocket::SSLClientSocket(const InetSocketAddress& address)
     : ClientSocket(address), client(new SSLClient()) {}
 
-SSLClientSocket::SSLClientSocket(const char* host, int port) : ClientSocket(host, port), client(new SSLClient()) {}
+SSLClientSocket::SSLClientSocket(const char* host, int port)
+    : ClientSocket(host, port), client(new SSLClient()) {}
 
 SSLClientSocket::SSLClientSocket(int fd) : ClientSocket(fd), client(new SSLClient()) {}
 
-SSLClientSocket::~SSLClientSocket() { delete client; }
+SSLClientSocket::~SSLClientSocket() {
+    delete client;
+}
 
-int SSLClientSocket::operationLimit() const { return timeout < 1000 ? -1 : (timeout / 1000) * 1000; }
+int SSLClientSocket::operationLimit() const {
+    return timeout < 1000 ? -1 : (timeout / 1000) * 1000;
+}
 
 int SSLClientSocket::startHandshake() {
     if (!isConnected()) return -1;
@@ -43,7 +52,9 @@ int SSLClientSocket::setVerifyLocations(const char* caPath, const char* caFile) 
     return 0;
 }
 
-void SSLClientSocket::setPeerName(const String& name) { client->setPeerName(name); }
+void SSLClientSocket::setPeerName(const String& name) {
+    client->setPeerName(name);
+}
 
 void SSLClientSocket::checkWritable(const char* timeoutCode, const char* failedCode) {
     int ready = waitFor(POLLOUT);
@@ -54,7 +65,8 @@ void SSLClientSocket::checkWritable(const char* timeoutCode, const char* failedC
     if (ready < 0) fail(failedCode, __LINE__);
 }
 
-void SSLClientSocket::awaitPeer(const Deadline& deadline, const char* timeoutCode, const char* failedCode) {
+void SSLClientSocket::awaitPeer(const Deadline& deadline, const char* timeoutCode,
+                                const char* failedCode) {
     // The bound the caller set on the waits as a whole holds here too; once
     // either has passed nothing more is awaited.
     int limit = waitsBound().cap(deadline.remaining());

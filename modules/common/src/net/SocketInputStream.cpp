@@ -17,7 +17,9 @@ const int kSkipPiece = 1024;
 SocketInputStream::SocketInputStream(ClientSocket* socket)
     : socket(socket), buffer(new char[kBufferSize]), start(0), end(0) {}
 
-SocketInputStream::~SocketInputStream() { delete[] buffer; }
+SocketInputStream::~SocketInputStream() {
+    delete[] buffer;
+}
 
 int SocketInputStream::fill() {
     start = end = 0;
@@ -29,11 +31,14 @@ int SocketInputStream::fill() {
 int SocketInputStream::available() {
     int queued = 0;
     if (socket == nullptr) zrThrow<IOException>(strerror(EBADF), kUnit, __LINE__);
-    if (ioctl(socket->getFd(), FIONREAD, &queued) != 0) zrThrow<IOException>(strerror(errno), kUnit, __LINE__);
+    if (ioctl(socket->getFd(), FIONREAD, &queued) != 0)
+        zrThrow<IOException>(strerror(errno), kUnit, __LINE__);
     return queued + (end - start);
 }
 
-void SocketInputStream::close() { closed = true; }
+void SocketInputStream::close() {
+    closed = true;
+}
 
 int SocketInputStream::read() {
     char c;
@@ -86,12 +91,14 @@ int SocketInputStream::readLine(String& line, int limit) {
         }
         int scan = std::min(end - start, room);
         const char* from = buffer + start;
-        const char* newline = static_cast<const char*>(memchr(from, '\n', static_cast<size_t>(scan)));
+        const char* newline =
+            static_cast<const char*>(memchr(from, '\n', static_cast<size_t>(scan)));
         int take = newline ? static_cast<int>(newline - from) : scan;
         // Room in doubling steps: a long line that arrives in small pieces
         // must not be copied again for every piece.
         if (line.capacity() < line.length() + take) {
-            line.ensureCapacity(std::min(limit, std::max(2 * line.capacity(), line.length() + take)));
+            line.ensureCapacity(
+                std::min(limit, std::max(2 * line.capacity(), line.length() + take)));
         }
         // insert() keeps NUL bytes, as the byte-by-byte reading always did.
         line.insert(line.length(), from, 0, take);
@@ -101,6 +108,7 @@ int SocketInputStream::readLine(String& line, int limit) {
             break;
         }
     }
-    if (line.length() > 0 && line.charAt(line.length() - 1) == '\r') line.setLength(line.length() - 1);
+    if (line.length() > 0 && line.charAt(line.length() - 1) == '\r')
+        line.setLength(line.length() - 1);
     return line.length();
 }

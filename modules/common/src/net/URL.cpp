@@ -1,12 +1,15 @@
 #include "net/URL.h"
 
-#include "Exception.h"
 #include <stdlib.h>
+
+#include "Exception.h"
 
 namespace {
 const char* const kUnit = "net/URL";
 
-[[noreturn]] void malformed(int line) { zrThrow<Exception>("Malformed URL", kUnit, line); }
+[[noreturn]] void malformed(int line) {
+    zrThrow<Exception>("Malformed URL", kUnit, line);
+}
 
 // Every run of "/" becomes one "/".
 String collapseSlashes(const String& text) {
@@ -29,7 +32,9 @@ bool allDigits(const String& text) {
 
 URL::URL() : port(-1) {}
 
-URL::URL(const String& spec) : port(-1) { parse(spec); }
+URL::URL(const String& spec) : port(-1) {
+    parse(spec);
+}
 
 URL::URL(const String& protocol, const String& host, int port, const String& file)
     : protocol(protocol), host(host), port(port), file(file) {}
@@ -94,7 +99,9 @@ void URL::parse(const String& spec) {
     host.toLowerCase();
 }
 
-bool URL::isValid() const { return !protocol.isEmpty() && !host.isEmpty(); }
+bool URL::isValid() const {
+    return !protocol.isEmpty() && !host.isEmpty();
+}
 
 bool URL::equals(const URL& other) const {
     return protocol.equalsIgnoreCase(other.protocol) && host.equalsIgnoreCase(other.host) &&

@@ -25,7 +25,8 @@ int ChildProcess::run(const char* program, const Vector<String>& args,
                       const ExecFailure& onExecFailure, bool quiet) {
     // The argument vector is built before the fork: the child only execs.
     std::vector<char*> argv;
-    for (int i = 0; i < args.size(); i++) argv.push_back(const_cast<char*>(args.elementAt(i).c_str()));
+    for (int i = 0; i < args.size(); i++)
+        argv.push_back(const_cast<char*>(args.elementAt(i).c_str()));
     argv.push_back(nullptr);
 
     // Output still buffered in this process must not be written twice.

@@ -10,10 +10,11 @@ bool XMLTree::writeFile(const String& path) const {
     toString(text);
     try {
         // Documents are replaced whole, so that a kill or a full disk cannot tear them.
-        if (AtomicFile::replace(path, text.c_str(), text.length()) == AtomicFile::WRITTEN_IN_PLACE) {
-            Log::getFileLog()->log(String("XML document written in place, not crash-safe: ")
-                                       .append(path),
-                                   Log::LEVEL_WARNING);
+        if (AtomicFile::replace(path, text.c_str(), text.length()) ==
+            AtomicFile::WRITTEN_IN_PLACE) {
+            Log::getFileLog()->log(
+                String("XML document written in place, not crash-safe: ").append(path),
+                Log::LEVEL_WARNING);
         }
     } catch (const IOException& e) {
         Log::getFileLog()->log(String("cannot write XML document: ").append(e.getMessage()),

@@ -4,9 +4,9 @@
 // size; the rest is the stream. Checks: the head reader never reads past
 // the stream, keeps no header it would refuse to send, and hands every byte
 // after the head to the body stream, in order.
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <algorithm>
 #include <cstring>
 #include <string>
 
@@ -18,7 +18,7 @@ namespace {
 
 // A socket whose reads come from memory, at most `piece` bytes each.
 class MemorySocket : public ClientSocket {
-  public:
+public:
     MemorySocket(const std::string& data, int piece)
         : ClientSocket(InetSocketAddress(0)), data(data), piece(piece) {}
     int read(char* buf, int len) override {
@@ -58,7 +58,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const HttpHeader& header = response.getHeader();
     for (int i = 0; i < header.size(); i++) {
         const NameValuePairs::Pair& p = header.get(i);
-        if (p.name.isEmpty() || !clean(p.name, ":\r\n") || !clean(p.value.toString(), "\r\n")) __builtin_trap();
+        if (p.name.isEmpty() || !clean(p.name, ":\r\n") || !clean(p.value.toString(), "\r\n"))
+            __builtin_trap();
     }
     if (!ok) {
         if (response.getInputStream() != nullptr) __builtin_trap();
@@ -70,7 +71,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     std::string body;
     char buf[1024];
     int got;
-    while ((got = response.getInputStream()->read(buf, sizeof buf)) > 0) body.append(buf, size_t(got));
+    while ((got = response.getInputStream()->read(buf, sizeof buf)) > 0)
+        body.append(buf, size_t(got));
     const std::string& all = socket.data;
     if (body.size() > all.size() || all.compare(all.size() - body.size(), body.size(), body) != 0) {
         __builtin_trap();

@@ -29,7 +29,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     }
     if (!lowerCase(url.getProtocol()) || !lowerCase(url.getHost())) __builtin_trap();
     if (url.getFile().indexOf("//") >= 0) __builtin_trap();
-    if (url.getPort() > 65535 || (url.getPort() < 0 && url.getPort() != URL::getDefaultPort(url.getProtocol()))) {
+    if (url.getPort() > 65535 ||
+        (url.getPort() < 0 && url.getPort() != URL::getDefaultPort(url.getProtocol()))) {
         __builtin_trap();
     }
     // Only a valid URL (with a host) renders to text that parses again: one

@@ -3,9 +3,9 @@
 #include <cstdio>
 
 #include "Exception.h"
+#include "Utils.h"
 #include "cli/NetworkCommands.h"
 #include "cli/ProductCommands.h"
-#include "Utils.h"
 #include "store/ZRProduct.h"
 
 namespace {
@@ -59,12 +59,51 @@ const char kUsage[] =
 
 // Every option name the program reads, commands first.
 const char* const kKnownOptions[] = {
-    "r", "register", "d", "deregister", "s", "status", "u", "update", "p", "ping", "P",
-    "package", "S", "set", "v", "version", "M", "moduleverify", "h", "help",
-    "id", "name", "path", "desc", "serialno", "parent", "lang-code", "oem",
-    "version-status", "version-desc", "server", "type", "isUsingProxy", "proxyserver",
-    "proxyport", "proxyuser", "proxypass", "user", "timeout", "mac", "keeporiginal", "default",
-    "action", "protocol", "debug",
+    "r",
+    "register",
+    "d",
+    "deregister",
+    "s",
+    "status",
+    "u",
+    "update",
+    "p",
+    "ping",
+    "P",
+    "package",
+    "S",
+    "set",
+    "v",
+    "version",
+    "M",
+    "moduleverify",
+    "h",
+    "help",
+    "id",
+    "name",
+    "path",
+    "desc",
+    "serialno",
+    "parent",
+    "lang-code",
+    "oem",
+    "version-status",
+    "version-desc",
+    "server",
+    "type",
+    "isUsingProxy",
+    "proxyserver",
+    "proxyport",
+    "proxyuser",
+    "proxypass",
+    "user",
+    "timeout",
+    "mac",
+    "keeporiginal",
+    "default",
+    "action",
+    "protocol",
+    "debug",
 };
 
 bool isKnownOption(const String& name) {

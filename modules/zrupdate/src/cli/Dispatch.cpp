@@ -1,18 +1,17 @@
 #include "cli/Dispatch.h"
 
-#include "cli/CmdLine.h"
-#include "cli/NetworkCommands.h"
-#include "cli/ProductCommands.h"
-#include "install/ZRDelayPackages.h"
-#include "install/ZRRunLock.h"
-#include "install/ZRUpdateRun.h"
-#include "client/ZRUpdateClient.h"
-
 #include <unistd.h>
 
 #include <cctype>
 #include <cstdio>
 
+#include "cli/CmdLine.h"
+#include "cli/NetworkCommands.h"
+#include "cli/ProductCommands.h"
+#include "client/ZRUpdateClient.h"
+#include "install/ZRDelayPackages.h"
+#include "install/ZRRunLock.h"
+#include "install/ZRUpdateRun.h"
 #include "util/FailureNote.h"
 
 namespace {
@@ -86,7 +85,8 @@ int runUpdate(CmdLine& cmdLine) {
     // Packages come over plain HTTP with a session id unless "https" is
     // asked for.
     String protocol;
-    bool httpDownload = !(cmdLine.getOption("protocol", protocol) && protocol.equalsIgnoreCase("https"));
+    bool httpDownload =
+        !(cmdLine.getOption("protocol", protocol) && protocol.equalsIgnoreCase("https"));
     int result = ::runUpdate(id, httpDownload);
     noteStatus(result, kExchangeFailed, "the update exchange failed");
     noteStatus(result, kNothingInstalled, "no package could be installed");
@@ -143,10 +143,14 @@ struct Command {
 
 // In order of precedence: the first command present wins.
 const Command kCommands[] = {
-    {"r", "register", runRegister, false}, {"d", "deregister", runDeregister, false},
-    {"s", "status", runStatus, false},     {"u", "update", runUpdate, true},
-    {"p", "ping", runPing, true},          {"P", "package", runPackage, true},
-    {"S", "set", runSet, true},            {"v", "version", runVersion, false},
+    {"r", "register", runRegister, false},
+    {"d", "deregister", runDeregister, false},
+    {"s", "status", runStatus, false},
+    {"u", "update", runUpdate, true},
+    {"p", "ping", runPing, true},
+    {"P", "package", runPackage, true},
+    {"S", "set", runSet, true},
+    {"v", "version", runVersion, false},
 };
 
 }  // namespace

@@ -24,8 +24,8 @@ void endTimedOutRun() {
     // Only the program's own folder is cleared: in the shared temporary
     // folder the name may be another user's link or folder.
     struct stat info;
-    bool ownFolder = lstat(ZRPaths::WORK_DIR, &info) == 0 && S_ISDIR(info.st_mode) &&
-                     info.st_uid == geteuid();
+    bool ownFolder =
+        lstat(ZRPaths::WORK_DIR, &info) == 0 && S_ISDIR(info.st_mode) && info.st_uid == geteuid();
     if (ownFolder && !SafeOpen::removeTree(ZRPaths::WORK_DIR)) {
         log->log(String("failed to clear tmp files"), Log::LEVEL_INFO);
     }
@@ -34,4 +34,6 @@ void endTimedOutRun() {
 
 }  // namespace
 
-void installNetworkTimeout() { SSLClient::setTimeoutHandler(endTimedOutRun); }
+void installNetworkTimeout() {
+    SSLClient::setTimeoutHandler(endTimedOutRun);
+}

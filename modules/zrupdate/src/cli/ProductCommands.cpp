@@ -4,13 +4,13 @@
 #include <string>
 #include <unordered_map>
 
-#include "cli/CmdLine.h"
 #include "Exception.h"
 #include "Vector.h"
-#include "store/ZRStoreFile.h"
-#include "store/ZRXmlDocument.h"
+#include "cli/CmdLine.h"
 #include "store/ZRStateFiles.h"
+#include "store/ZRStoreFile.h"
 #include "store/ZRUpdateStore.h"
+#include "store/ZRXmlDocument.h"
 #include "xml/XMLNode.h"
 #include "xml/XMLTree.h"
 

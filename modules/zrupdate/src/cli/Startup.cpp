@@ -9,18 +9,18 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "Exception.h"
+#include "ZRPaths.h"
 #include "cli/CmdLine.h"
 #include "cli/Dispatch.h"
 #include "cli/NetworkTimeout.h"
-#include "Exception.h"
-#include "store/ZRNetConfig.h"
-#include "ZRPaths.h"
-#include "store/ZRStoreFile.h"
-#include "store/ZRStateFiles.h"
-#include "store/ZRStoreDefaults.h"
-#include "store/ZRUpdateStore.h"
 #include "io/File.h"
 #include "net/SSL.h"
+#include "store/ZRNetConfig.h"
+#include "store/ZRStateFiles.h"
+#include "store/ZRStoreDefaults.h"
+#include "store/ZRStoreFile.h"
+#include "store/ZRUpdateStore.h"
 #include "util/FailureNote.h"
 #include "util/Log.h"
 

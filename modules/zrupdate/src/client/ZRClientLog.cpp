@@ -14,9 +14,13 @@ bool isCertificateFailure(const String& text) {
 
 namespace ZRClientLog {
 
-void info(const String& message) { Log::getFileLog()->log(message, Log::LEVEL_INFO); }
+void info(const String& message) {
+    Log::getFileLog()->log(message, Log::LEVEL_INFO);
+}
 
-void debug(const String& message) { Log::getFileLog()->log(message, Log::LEVEL_DEBUG); }
+void debug(const String& message) {
+    Log::getFileLog()->log(message, Log::LEVEL_DEBUG);
+}
 
 void failure(const String& message, const char* code) {
     info(message);

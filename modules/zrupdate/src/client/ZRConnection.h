@@ -9,6 +9,7 @@ class NetSettings;
 // settings use one; the web-authentication user; the time-out (the settings'
 // seconds, or `defaultTimeoutMs` when they give none); for TLS with `verify`,
 // the server certificate the settings name. Owned by the caller.
-HttpConnection* createConnection(const NetSettings& settings, bool secure, bool verify, int defaultTimeoutMs);
+HttpConnection* createConnection(const NetSettings& settings, bool secure, bool verify,
+                                 int defaultTimeoutMs);
 
 #endif

@@ -8,7 +8,12 @@ const long kPollBytes = 256 * 1024;
 }  // namespace
 
 ZRDownloadProgress::ZRDownloadProgress(long productId, const String& name, long size, long start)
-    : productId(productId), name(name), size(size), reports(0), lastPercent(0), lastPoll(start),
+    : productId(productId),
+      name(name),
+      size(size),
+      reports(0),
+      lastPercent(0),
+      lastPoll(start),
       terminal(name, size, start) {
     // A resumed download counts the reports and percentages already behind
     // it as made, so the script is not called once per piece until it
@@ -22,7 +27,13 @@ ZRDownloadProgress::ZRDownloadProgress(long productId, const String& name, long 
 }
 
 void ZRDownloadProgress::logBytes(long received) {
-    ZRClientLog::info(String("Download ").append(name).append(" (").append(received).append(" of ").append(size).append(")"));
+    ZRClientLog::info(String("Download ")
+                          .append(name)
+                          .append(" (")
+                          .append(received)
+                          .append(" of ")
+                          .append(size)
+                          .append(")"));
 }
 
 void ZRDownloadProgress::update(long received) {
@@ -44,7 +55,9 @@ void ZRDownloadProgress::update(long received) {
     }
 }
 
-ZRDownloadProgress::~ZRDownloadProgress() { ZRStatusScript::awaitDownloadReport(); }
+ZRDownloadProgress::~ZRDownloadProgress() {
+    ZRStatusScript::awaitDownloadReport();
+}
 
 void ZRDownloadProgress::finish() {
     terminal.finish();

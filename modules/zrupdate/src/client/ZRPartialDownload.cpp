@@ -9,10 +9,10 @@
 #include "ZRPaths.h"
 #include "client/ZRClientLog.h"
 #include "io/File.h"
-#include "util/ChildProcess.h"
-#include "store/ZRStoreFile.h"
 #include "store/ZRStateFiles.h"
+#include "store/ZRStoreFile.h"
 #include "store/ZRUpdateStore.h"
+#include "util/ChildProcess.h"
 
 namespace {
 
@@ -43,7 +43,8 @@ bool moveFile(const String& from, const String& to) {
     return ChildProcess::exitedWith(ChildProcess::run(ZRPaths::MV, args, nullptr), 0);
 }
 
-ZRPartialDownload::ZRPartialDownload(long productId, const String& url, const String& localFile, long size)
+ZRPartialDownload::ZRPartialDownload(long productId, const String& url, const String& localFile,
+                                     long size)
     : productId(productId), url(url), localFile(localFile), size(size) {}
 
 String ZRPartialDownload::savedPath(const String& localFile) {
@@ -61,8 +62,9 @@ long ZRPartialDownload::resume() {
     String restored(entry.path);
     restored.replace('$', '/');
     File saved(entry.path);
-    bool matches = entry.url.equals(url) && entry.size == size && restored.endsWith(localFile.c_str()) &&
-                   entry.actualSize > 0 && saved.length() == entry.actualSize;
+    bool matches = entry.url.equals(url) && entry.size == size &&
+                   restored.endsWith(localFile.c_str()) && entry.actualSize > 0 &&
+                   saved.length() == entry.actualSize;
     if (!matches) {
         ZRClientLog::info("info in ZRUPDATE_PARTIAL_FILE did not match real one " + entry.path);
         store.removePartialFile(productId);
@@ -120,4 +122,6 @@ void ZRPartialDownload::keep() {
     ZRClientLog::info("move path " + saved + ") success");
 }
 
-void ZRPartialDownload::discard() { File(localFile).deleteFile(); }
+void ZRPartialDownload::discard() {
+    File(localFile).deleteFile();
+}

@@ -95,7 +95,8 @@ void pollDownloadReports() {
 
 void request(long id) {
     char command[kCommandSize];
-    std::snprintf(command, sizeof command, "perl %s/bin/update_status.pl --action update --id %ld --status request",
+    std::snprintf(command, sizeof command,
+                  "perl %s/bin/update_status.pl --action update --id %ld --status request",
                   ZRPaths::HOME, id);
     run(command);
 }
@@ -103,7 +104,8 @@ void request(long id) {
 void download(long id, long received, long total) {
     char command[kCommandSize];
     std::snprintf(command, sizeof command,
-                  "perl %s/bin/update_status.pl --action update --id %ld --status download --downloaded_size %ld "
+                  "perl %s/bin/update_status.pl --action update --id %ld --status download "
+                  "--downloaded_size %ld "
                   "--total_size %ld",
                   ZRPaths::HOME, id, received, total);
     queuedDownloads.push_back(command);
@@ -112,7 +114,8 @@ void download(long id, long received, long total) {
 
 void install(long id) {
     char command[kCommandSize];
-    std::snprintf(command, sizeof command, "perl %s/bin/update_status.pl --action update --id %ld --status install",
+    std::snprintf(command, sizeof command,
+                  "perl %s/bin/update_status.pl --action update --id %ld --status install",
                   ZRPaths::HOME, id);
     run(command);
 }

@@ -19,12 +19,19 @@ const double kRedrawSeconds = 0.2;
 }  // namespace
 
 ZRTerminalProgress::ZRTerminalProgress(const String& name, long size, long start)
-    : active(::isatty(STDERR_FILENO) == 1), name(name), size(size), start(start), received(start),
-      startTime(now()), lastDraw(0) {
+    : active(::isatty(STDERR_FILENO) == 1),
+      name(name),
+      size(size),
+      start(start),
+      received(start),
+      startTime(now()),
+      lastDraw(0) {
     if (active) draw(start);
 }
 
-ZRTerminalProgress::~ZRTerminalProgress() { finish(); }
+ZRTerminalProgress::~ZRTerminalProgress() {
+    finish();
+}
 
 void ZRTerminalProgress::update(long bytes) {
     received = bytes;
@@ -48,6 +55,7 @@ void ZRTerminalProgress::draw(long bytes) {
     long percent = size > 0 ? bytes * 100 / size : 100;
     // "\r" back to the start of the line, "\033[K" clears what a longer
     // earlier line left behind.
-    std::fprintf(stderr, "\r%.40s %3ld%% %ld/%ld bytes %.1f KiB/s\033[K", name.c_str(), percent, bytes, size, rate);
+    std::fprintf(stderr, "\r%.40s %3ld%% %ld/%ld bytes %.1f KiB/s\033[K", name.c_str(), percent,
+                 bytes, size, rate);
     std::fflush(stderr);
 }

@@ -24,14 +24,22 @@ namespace {
 const long kMaxAnswer = 16L * 1024 * 1024;
 const int kDefaultTimeoutMs = 120000;
 
-bool isHttp(const NetSettings& settings) { return settings.type.equalsIgnoreCase("http"); }
+bool isHttp(const NetSettings& settings) {
+    return settings.type.equalsIgnoreCase("http");
+}
 
-bool usesProxy(const NetSettings& settings) { return settings.isUsingProxy.equalsIgnoreCase("1"); }
+bool usesProxy(const NetSettings& settings) {
+    return settings.isUsingProxy.equalsIgnoreCase("1");
+}
 
 }  // namespace
 
 ZRUpdateClient::ZRUpdateClient()
-    : workDir(ZRPaths::WORK_DIR), servers(0, 20), packages(0, 20), lastStatus(200), httpDownload(0) {}
+    : workDir(ZRPaths::WORK_DIR),
+      servers(0, 20),
+      packages(0, 20),
+      lastStatus(200),
+      httpDownload(0) {}
 
 ZRUpdateClient::~ZRUpdateClient() {}
 
@@ -64,16 +72,18 @@ int ZRUpdateClient::update(long id, int download) {
         int code = processResponse(response);
         if (code == RESULT_PACKAGES) break;
         if (code != RESULT_REDIRECT_SAVE && code != RESULT_REDIRECT) {
-            ZRClientLog::info(id == ZRUpdateStore::UPDATER_PRODUCT_ID ? "Orvanta ZRUpdate is up-to-date"
-                                                                      : "Orvanta products and components are up-to-date");
+            ZRClientLog::info(id == ZRUpdateStore::UPDATER_PRODUCT_ID
+                                  ? "Orvanta ZRUpdate is up-to-date"
+                                  : "Orvanta products and components are up-to-date");
             return 0;
         }
         // Each redirect is followed, but a chain of them is cut off: servers
         // redirecting to each other (or to themselves) would otherwise keep
         // the run going for ever.
         if (redirects >= MAX_REDIRECTS) {
-            ZRClientLog::failure(String("ZRUpdate: stopped after ").append(MAX_REDIRECTS).append(
-                                     " redirects: the update servers keep redirecting"),
+            ZRClientLog::failure(String("ZRUpdate: stopped after ")
+                                     .append(MAX_REDIRECTS)
+                                     .append(" redirects: the update servers keep redirecting"),
                                  "EC_ZRUPDATE_UPDATE_ERROR");
             return -1;
         }
@@ -92,7 +102,8 @@ bool ZRUpdateClient::sendUpdateRequest(long id, String& response) {
     }
     const Vector<ZRServer> list(serverList(settings));
     if (list.size() == 0) {
-        ZRClientLog::failure("ZRUpdate: No update server is available in update store", "EC_ZRUPDATE_BAD_CONFIG");
+        ZRClientLog::failure("ZRUpdate: No update server is available in update store",
+                             "EC_ZRUPDATE_BAD_CONFIG");
         return false;
     }
     bool selfUpdate = id == ZRUpdateStore::UPDATER_PRODUCT_ID;
@@ -103,16 +114,20 @@ bool ZRUpdateClient::sendUpdateRequest(long id, String& response) {
             ZRClientLog::failure("ZRUpdate: read server settings failed", "EC_ZRUPDATE_BAD_CONFIG");
             return false;
         }
-        String target = serverBase(settings, host) + (selfUpdate ? "/zr-self-update" : "/zr-update");
+        String target =
+            serverBase(settings, host) + (selfUpdate ? "/zr-self-update" : "/zr-update");
         HttpRequest request;
         HttpHeader& header = request.getHeader();
-        header.add(selfUpdate ? "X-ZR-Self-Update-Protocol-Version" : "X-ZR-Update-Protocol-Version", "1.0");
+        header.add(
+            selfUpdate ? "X-ZR-Self-Update-Protocol-Version" : "X-ZR-Update-Protocol-Version",
+            "1.0");
         header.add("X-ZR-Update-MAC", settings.mac);
         try {
             request.setURL(URL(target));
             String document;
             if (!ZRUpdateStore::instance().buildRequest(id, document)) {
-                ZRClientLog::failure("Cannot obtain product data for request", "EC_ZRUPDATE_BAD_CONFIG");
+                ZRClientLog::failure("Cannot obtain product data for request",
+                                     "EC_ZRUPDATE_BAD_CONFIG");
                 return false;
             }
             request.setMethod("POST");
@@ -122,7 +137,8 @@ bool ZRUpdateClient::sendUpdateRequest(long id, String& response) {
             ZRClientLog::debug(document);
             HttpResponse answer;
             if (!connection->send(request, answer)) {
-                ZRClientLog::failure("Connecting to " + host + " failed", "EC_ZRUPDATE_CONNECT_ERROR");
+                ZRClientLog::failure("Connecting to " + host + " failed",
+                                     "EC_ZRUPDATE_CONNECT_ERROR");
                 continue;
             }
             ZRClientLog::debug(request.toString());
@@ -130,12 +146,14 @@ bool ZRUpdateClient::sendUpdateRequest(long id, String& response) {
             ZRClientLog::info("Processing update list");
             lastStatus = answer.getStatus();
             if (lastStatus != 200) {
-                ZRClientLog::failure(String("ZRUpdate: http response: ").append(lastStatus), "EC_ZRUPDATE_UPDATE_ERROR");
+                ZRClientLog::failure(String("ZRUpdate: http response: ").append(lastStatus),
+                                     "EC_ZRUPDATE_UPDATE_ERROR");
                 continue;
             }
             response = readResponseBody(answer, kMaxAnswer);
             if (response.isEmpty()) {
-                ZRClientLog::failure("ZRUpdate: no data is available in response", "EC_ZRUPDATE_CONNECT_ERROR");
+                ZRClientLog::failure("ZRUpdate: no data is available in response",
+                                     "EC_ZRUPDATE_CONNECT_ERROR");
                 continue;
             }
             ZRClientLog::debug("Update response:");
@@ -144,7 +162,8 @@ bool ZRUpdateClient::sendUpdateRequest(long id, String& response) {
             return true;
         } catch (Exception& e) {
             connection->close();
-            ZRClientLog::failure("Connecting to " + host + " failed: " + e.getMessage(), "EC_ZRUPDATE_CONNECT_ERROR");
+            ZRClientLog::failure("Connecting to " + host + " failed: " + e.getMessage(),
+                                 "EC_ZRUPDATE_CONNECT_ERROR");
         }
     }
     return false;
@@ -158,7 +177,8 @@ int ZRUpdateClient::processResponse(const String& response) {
             return -1;
         }
         String root = parser.getRootName();
-        if (!root.equalsIgnoreCase("ZRSelfUpdateResponse") && !root.equalsIgnoreCase("ZRUpdateResponse")) {
+        if (!root.equalsIgnoreCase("ZRSelfUpdateResponse") &&
+            !root.equalsIgnoreCase("ZRUpdateResponse")) {
             ZRClientLog::debug("ZRUpdate: Unknown update response type: " + root);
             return -1;
         }
@@ -215,11 +235,14 @@ HttpConnection* ZRUpdateClient::createConnection(int mode) {
     NetSettings settings;
     if (!ZRNetConfig::instance().getSettings(settings)) return nullptr;
     bool plain = isHttp(settings) || mode == 1 || (mode == 2 && httpDownload == 1);
-    bool verify = (settings.type.equalsIgnoreCase("https") && mode == 0) || (mode == 2 && httpDownload == 0);
+    bool verify =
+        (settings.type.equalsIgnoreCase("https") && mode == 0) || (mode == 2 && httpDownload == 0);
     return ::createConnection(settings, !plain, verify, kDefaultTimeoutMs);
 }
 
-void ZRUpdateClient::writePackages(OutputStream& out) { writePackageList(out, packages); }
+void ZRUpdateClient::writePackages(OutputStream& out) {
+    writePackageList(out, packages);
+}
 
 int ZRUpdateClient::ping() {
     NetSettings settings;

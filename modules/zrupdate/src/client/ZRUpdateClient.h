@@ -4,8 +4,8 @@
 #include "String.h"
 #include "Vector.h"
 #include "ZRObject.h"
-#include "store/ZRPackageInfo.h"
 #include "store/NetSettings.h"
+#include "store/ZRPackageInfo.h"
 #include "store/ZRServer.h"
 
 class HttpConnection;
@@ -63,12 +63,12 @@ public:
     // Downloads every offered package; the number downloaded and verified.
     int downloadPackages();
     // One package file into `localFile`; `name` is used in messages.
-    bool downloadFile(long productId, const String& name, const String& url, const String& localFile,
-                      long size);
+    bool downloadFile(long productId, const String& name, const String& url,
+                      const String& localFile, long size);
     // The same, feeding every byte of the file (a part kept from an earlier
     // run included) to `check`, which is restarted first.
-    bool downloadFile(long productId, const String& name, const String& url, const String& localFile,
-                      long size, ZRPackageCheck& check);
+    bool downloadFile(long productId, const String& name, const String& url,
+                      const String& localFile, long size, ZRPackageCheck& check);
     // Product id, version text and serial number sent with a download; a
     // product without a serial number borrows those of its first parent
     // that has one.

@@ -20,12 +20,11 @@
 #include "net/HttpRequest.h"
 #include "net/HttpResponse.h"
 #include "net/URL.h"
-#include "store/ZRStateFiles.h"
 #include "store/ZRDecimal.h"
 #include "store/ZRNetConfig.h"
+#include "store/ZRStateFiles.h"
 #include "store/ZRStoreFile.h"
 #include "store/ZRUpdateParser.h"
-#include "store/ZRStateFiles.h"
 #include "store/ZRUpdateStore.h"
 
 namespace {
@@ -40,7 +39,8 @@ bool isDelayPackage(const ZRPackageInfo& package) {
     ZRUpdateParser doc;
     Vector<ZRPackageInfo> delayed;
     try {
-        if (!ZRStoreFile::read(doc, ZRStoreFile::homeFile(ZRStateFiles::DELAY_PACKAGES))) return false;
+        if (!ZRStoreFile::read(doc, ZRStoreFile::homeFile(ZRStateFiles::DELAY_PACKAGES)))
+            return false;
         doc.getPackageList(delayed, false);
     } catch (Exception& e) {
         ZRClientLog::debug(e.getMessage());
@@ -189,8 +189,8 @@ bool ZRUpdateClient::fetchPackage(ZRPackageInfo& package, const ZRPackageFolder&
     return true;
 }
 
-int ZRUpdateClient::fetchSessionId(const NetSettings& settings, const String& host, const String& url,
-                                   String& sessionId) {
+int ZRUpdateClient::fetchSessionId(const NetSettings& settings, const String& host,
+                                   const String& url, String& sessionId) {
     std::unique_ptr<HttpConnection> connection(createConnection(0));
     if (!connection) return 0;
     connection->setKeepAlive(false);
@@ -220,15 +220,16 @@ int ZRUpdateClient::fetchSessionId(const NetSettings& settings, const String& ho
     }
 }
 
-bool ZRUpdateClient::downloadFile(long productId, const String& name, const String& url, const String& localFile,
-                                  long size) {
+bool ZRUpdateClient::downloadFile(long productId, const String& name, const String& url,
+                                  const String& localFile, long size) {
     ZRPackageCheck check;
     return downloadFile(productId, name, url, localFile, size, check);
 }
 
-bool ZRUpdateClient::downloadFile(long productId, const String& name, const String& url, const String& localFile,
-                                  long size, ZRPackageCheck& check) {
-    ZRClientLog::info(String("==").append(productId).append(name).append(url).append(localFile).append(size));
+bool ZRUpdateClient::downloadFile(long productId, const String& name, const String& url,
+                                  const String& localFile, long size, ZRPackageCheck& check) {
+    ZRClientLog::info(
+        String("==").append(productId).append(name).append(url).append(localFile).append(size));
     NetSettings settings;
     if (!ZRNetConfig::instance().getSettings(settings)) {
         ZRClientLog::debug("ZRUpdate: read server settings failed");
@@ -255,8 +256,8 @@ bool ZRUpdateClient::downloadFile(long productId, const String& name, const Stri
         try {
             HttpRequest request;
             String target = url.startsWith("http") ? url
-                                                   : String(plain ? "http" : "https") + "://" + host +
-                                                         "/zr-download?path=" + url;
+                                                   : String(plain ? "http" : "https") + "://" +
+                                                         host + "/zr-download?path=" + url;
             request.setURL(URL(target));
             HttpHeader& header = request.getHeader();
             header.add("X-ZR-Content-Compression", "deflate");
@@ -306,8 +307,12 @@ bool ZRUpdateClient::downloadFile(long productId, const String& name, const Stri
                 // A server that ignores the range sends the whole file: the
                 // part held is dropped (the file is truncated on opening).
             } else {
-                ZRClientLog::info("Download '" + name + (lastStatus == 401 ? "' unauthorized" : "' not found"));
-                ZRClientLog::debug(String("Download '").append(name).append("' failed with code ").append(lastStatus));
+                ZRClientLog::info("Download '" + name +
+                                  (lastStatus == 401 ? "' unauthorized" : "' not found"));
+                ZRClientLog::debug(String("Download '")
+                                       .append(name)
+                                       .append("' failed with code ")
+                                       .append(lastStatus));
                 if (held > 0) partial.keep();
                 continue;
             }
@@ -317,11 +322,13 @@ bool ZRUpdateClient::downloadFile(long productId, const String& name, const Stri
             if (start > 0) check.addFile(localFile, start);
             ZRDownloadProgress progress(productId, name, size, start);
             FileOutputStream out(localFile.c_str(), start > 0 ? 1 : 0);
-            long received = copyBody(answer.getInputStream(), out, start, size - start, progress, check);
+            long received =
+                copyBody(answer.getInputStream(), out, start, size - start, progress, check);
             progress.finish();
             out.close();
             connection->close();
-            if (received != size) ZR_THROW(IOException, "file size is incorrect", "ZRUpdateClientDownload");
+            if (received != size)
+                ZR_THROW(IOException, "file size is incorrect", "ZRUpdateClientDownload");
             return true;
         } catch (Exception& e) {
             connection->close();
@@ -366,4 +373,6 @@ bool ZRUpdateClient::getProductHeaders(long& productId, String& version, String&
     return true;
 }
 
-bool ZRUpdateClient::md5File(const char* path, String& digest) { return MD5::md5File(path, digest); }
+bool ZRUpdateClient::md5File(const char* path, String& digest) {
+    return MD5::md5File(path, digest);
+}

@@ -13,9 +13,9 @@
 #include "install/ZRPackageFolders.h"
 #include "io/SafeOpen.h"
 #include "store/ZRPackageFile.h"
+#include "store/ZRStateFiles.h"
 #include "store/ZRStoreFile.h"
 #include "store/ZRUpdateParser.h"
-#include "store/ZRStateFiles.h"
 #include "store/ZRUpdateStore.h"
 #include "util/Log.h"
 #include "util/PrintText.h"
@@ -217,7 +217,8 @@ int saveDelayPackage(const ZRPackageInfo& pkg, bool removeFiles) {
 int loadDelayPackages(ZRUpdateParser& doc, Vector<ZRPackageInfo>& out) {
     out.clear();
     try {
-        if (!ZRStoreFile::read(doc, delayListPath()) || doc.getPackageList(out, false) < 0) return -1;
+        if (!ZRStoreFile::read(doc, delayListPath()) || doc.getPackageList(out, false) < 0)
+            return -1;
     } catch (Exception& e) {
         ZRStoreFile::logDebug(e.getMessage());
         out.clear();

@@ -27,6 +27,9 @@ int runInstallScript(const String& scriptPath, const ZRPackageInfo& package) {
 
 String packageFailureLine(const char* prefix, const ZRPackageInfo& package) {
     String line(prefix);
-    line.append(package.product.desc).append(" (").append(package.version.toString()).append(") failed");
+    line.append(package.product.desc)
+        .append(" (")
+        .append(package.version.toString())
+        .append(") failed");
     return line;
 }

@@ -14,9 +14,9 @@ const int kUnlockTimeout = 600;
 int runLockScript(const char* action, int pid, int timeout) {
     String script = ZRStoreFile::homeFile("bin/write_lock.pl");
     Vector<String> args;
-    for (const String& arg : {String("write_lock.pl"), script, String("--action"), String(action),
-                              String("--pid"), String().append(pid), String("--timeout"),
-                              String().append(timeout)}) {
+    for (const String& arg :
+         {String("write_lock.pl"), script, String("--action"), String(action), String("--pid"),
+          String().append(pid), String("--timeout"), String().append(timeout)}) {
         args.add(arg);
     }
     int status = ChildProcess::run(ZRPaths::PERL, args, [](int error) {

@@ -96,7 +96,10 @@ bool ZRUpdateInstaller::installPackage(ZRPackageInfo& package) {
 ZRUpdateInstaller::Outcome ZRUpdateInstaller::unpackAndRun(ZRPackageInfo& package) {
     if (package.downloadResult != 1) {
         String message("ZRUpdate: package file of '");
-        message.append(package.product.name).append(" (").append(package.version.toString()).append(") is invalid");
+        message.append(package.product.name)
+            .append(" (")
+            .append(package.version.toString())
+            .append(") is invalid");
         logDebug(message);
         return Outcome::Failed;
     }
@@ -173,14 +176,17 @@ bool ZRUpdateInstaller::unpack(const ZRPackageInfo& package, const String& archi
     // its script needs; the script takes the rest from the archive itself.
     if (runProgram(unzip, {"unzip", "-q", "-o", archive, "large_package_flag", "-d", dir},
                    packageFailureLine("Install 1", package), quiet)) {
-        if (runProgram(unzip, {"unzip", "-q", "-o", archive, "install", "readme", "install-package", "-d", dir},
-                       packageFailureLine("Install 2", package), quiet)) {
+        if (runProgram(
+                unzip,
+                {"unzip", "-q", "-o", archive, "install", "readme", "install-package", "-d", dir},
+                packageFailureLine("Install 2", package), quiet)) {
             return true;
         }
         logInfo(packageFailureLine("Install 3", package));
         return false;
     }
-    if (!runProgram(unzip, {"unzip", "-q", "-o", archive, "-d", dir}, packageFailureLine("Install4 ", package), quiet)) {
+    if (!runProgram(unzip, {"unzip", "-q", "-o", archive, "-d", dir},
+                    packageFailureLine("Install4 ", package), quiet)) {
         logInfo(packageFailureLine("Install5 ", package));
         return false;
     }
@@ -224,7 +230,8 @@ bool ZRUpdateInstaller::holdBack(ZRPackageInfo& package) {
 
     String moveResult("move path ");
     moveResult.append(target);
-    if (!runProgram(ZRPaths::MV, {"mv", "-f", package.path, target}, String(moveResult).append(") failed"))) {
+    if (!runProgram(ZRPaths::MV, {"mv", "-f", package.path, target},
+                    String(moveResult).append(") failed"))) {
         logInfo(moveResult.append(") failed"));
         return false;
     }

@@ -15,7 +15,7 @@ class InputStream;
 // package path now names them), 0 failed or skipped. External programs run
 // as child processes by absolute path, never through a shell.
 class ZRUpdateInstaller : public ZRObject {
-  public:
+public:
     ZRUpdateInstaller();
     // The packages of a package list document (root PackageInfoList), as the
     // update run writes it to "conf/zr-newpkgs"; none when it does not parse.
@@ -30,7 +30,7 @@ class ZRUpdateInstaller : public ZRObject {
     const ZRPackageInfo& getPackage(int i) const { return packages.elementAt(i); }
     const Vector<ZRPackageInfo>& getPackages() const { return packages; }
 
-  private:
+private:
     enum class Outcome { Installed, HeldBack, Failed };
 
     // True when the package ended installed or held back.

@@ -55,7 +55,8 @@ bool workDirIsSafe() {
 bool writeNewPackages(const Vector<ZRPackageInfo>& packages) {
     StringOutputStream text;
     if (writePackageList(text, packages) < 0) return false;
-    return ZRStoreFile::writeText(text.getString(), ZRStoreFile::homeFile(ZRStateFiles::NEW_PACKAGES),
+    return ZRStoreFile::writeText(text.getString(),
+                                  ZRStoreFile::homeFile(ZRStateFiles::NEW_PACKAGES),
                                   ZRStoreFile::failurePrefix(String(ZRStateFiles::NEW_PACKAGES)));
 }
 
@@ -79,7 +80,8 @@ bool recordResults(const Vector<ZRPackageInfo>& packages) {
         const ZRPackageInfo& package = packages.elementAt(i);
         if (package.runResult == 1) {
             ZRProduct product(package.version, package.product);
-            if (!ZRUpdateStore::instance().replaceProduct(package.product.id, product)) return false;
+            if (!ZRUpdateStore::instance().replaceProduct(package.product.id, product))
+                return false;
         } else if (package.runResult == -1) {
             // A held-back package that is not listed would be lost: its
             // files sit under the home with nothing naming them. So a failed

@@ -7,7 +7,7 @@
 
 // How the updater reaches its update servers.
 class NetSettings {
-  public:
+public:
     String type;          // "http" or "https"
     String mac;           // host MAC address announced to the server
     String isUsingProxy;  // "1" or "0"

@@ -6,7 +6,7 @@
 // The server certificate used to verify TLS peers: the file `certFile`,
 // optionally relative to `certDir`.
 class ServerVerify {
-  public:
+public:
     String certDir;
     String certFile;
 

@@ -6,7 +6,7 @@
 // When an interrupted download may be resumed: packages of at least
 // `minSize` bytes, for the products listed in `ids`.
 class SizeLimit {
-  public:
+public:
     long minSize;
     Vector<long> ids;
 

@@ -7,7 +7,7 @@
 // word ("beta", ...) and free text. `numeric` tells whether the record also
 // carries the four numbers of ZRVersionInfo.
 class VersionInfo {
-  public:
+public:
     String version;
     String status;
     String desc;

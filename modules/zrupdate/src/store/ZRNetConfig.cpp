@@ -3,11 +3,11 @@
 #include <memory>
 
 #include "Exception.h"
+#include "io/File.h"
 #include "store/ZRDecimal.h"
+#include "store/ZRStateFiles.h"
 #include "store/ZRStoreFile.h"
 #include "store/ZRStoreXml.h"
-#include "store/ZRStateFiles.h"
-#include "io/File.h"
 #include "util/Base64.h"
 #include "xml/XMLNode.h"
 #include "xml/XMLTree.h"
@@ -256,16 +256,19 @@ String defaultNetworkText(const String& caBundle) {
     return text;
 }
 
-String defaultNetworkText() { return defaultNetworkText(String()); }
+String defaultNetworkText() {
+    return defaultNetworkText(String());
+}
 
-int createDefaultNetwork(const char* path) { return createDefaultNetwork(path, String()); }
+int createDefaultNetwork(const char* path) {
+    return createDefaultNetwork(path, String());
+}
 
 int createDefaultNetwork(const char* path, const String& caBundle) {
     if (path == nullptr || *path == '\0') return -1;
     String text = defaultNetworkText(caBundle);
     if (text.isEmpty()) return -1;
-    return ZRStoreFile::writeText(text, String(path), String(SAVE_FAILED),
-                                  AtomicFile::PRIVATE_MODE)
+    return ZRStoreFile::writeText(text, String(path), String(SAVE_FAILED), AtomicFile::PRIVATE_MODE)
                ? 0
                : -1;
 }

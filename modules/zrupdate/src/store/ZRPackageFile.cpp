@@ -1,9 +1,9 @@
 #include "store/ZRPackageFile.h"
 
 #include "Exception.h"
+#include "io/StringOutputStream.h"
 #include "store/ZRStoreFile.h"
 #include "store/ZRUpdateParser.h"
-#include "io/StringOutputStream.h"
 
 String packageDocumentText(const Vector<ZRPackageInfo>& list) {
     Vector<ZRPackageInfo> kept;

@@ -8,7 +8,7 @@
 // One package of an update answer or of a package state file. After
 // construction every text is empty and every number 0.
 class ZRPackageInfo {
-  public:
+public:
     String path;            // local directory the package is downloaded into
     String file;            // local file name of the package
     ZRVersionInfo version;  // the version the package brings

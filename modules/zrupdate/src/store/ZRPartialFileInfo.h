@@ -5,7 +5,7 @@
 
 // An interrupted download that may be resumed.
 class ZRPartialFileInfo {
-  public:
+public:
     long productID;   // product the package belongs to
     String url;       // download address of the package
     String path;      // local file holding the part already received

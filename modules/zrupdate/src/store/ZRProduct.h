@@ -6,7 +6,7 @@
 
 // One product of the inventory: its installed version and its description.
 class ZRProduct {
-  public:
+public:
     ZRVersionInfo version;
     ZRProductInfo info;
 

@@ -6,7 +6,7 @@
 // What identifies a registered product. `id` is unique in the inventory;
 // `parent` holds a list of parent product ids as free text.
 class ZRProductInfo {
-  public:
+public:
     long id;
     String name;
     String installPath;

@@ -6,7 +6,7 @@
 // One update server, known by its host name (a host, or host:port, exactly
 // as the network settings hold it).
 class ZRServer {
-  public:
+public:
     String host;
 
     ZRServer();

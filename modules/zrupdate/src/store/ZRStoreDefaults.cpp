@@ -1,17 +1,18 @@
 // Platform detection and the default documents that installers and the
 // start-up lay down.
 
+#include "store/ZRStoreDefaults.h"
+
 #include <sys/utsname.h>
 
 #include <memory>
 
 #include "ZRPaths.h"
+#include "io/File.h"
+#include "store/ZRStateFiles.h"
 #include "store/ZRStoreFile.h"
 #include "store/ZRStoreXml.h"
-#include "store/ZRStateFiles.h"
-#include "store/ZRStoreDefaults.h"
 #include "store/ZRUpdateStore.h"
-#include "io/File.h"
 #include "xml/XMLTree.h"
 
 using ZRStoreXml::ProductForm;

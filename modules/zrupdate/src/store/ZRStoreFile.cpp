@@ -4,9 +4,9 @@
 
 #include "Exception.h"
 #include "ZRPaths.h"
-#include "store/ZRXmlDocument.h"
 #include "io/AtomicFile.h"
 #include "io/FileInputStream.h"
+#include "store/ZRXmlDocument.h"
 #include "util/FailureNote.h"
 #include "util/Log.h"
 #include "xml/XMLTree.h"

@@ -2,8 +2,8 @@
 
 #include <memory>
 
-#include "store/ZRDecimal.h"
 #include "store/PlatformRecord.h"
+#include "store/ZRDecimal.h"
 #include "xml/XMLNode.h"
 #include "xml/XMLTree.h"
 

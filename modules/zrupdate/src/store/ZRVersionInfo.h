@@ -6,7 +6,7 @@
 
 // A version with the four numbers major.minor.patchLevel.buildNum.
 class ZRVersionInfo : public VersionInfo {
-  public:
+public:
     long major;
     long minor;
     long patchLevel;

@@ -8,8 +8,8 @@
 
 #include "Exception.h"
 #include "String.h"
-#include "store/ZRUpdateParser.h"
 #include "io/StringOutputStream.h"
+#include "store/ZRUpdateParser.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     String text;
