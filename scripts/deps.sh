@@ -7,9 +7,9 @@
 #                   the openssl command (package keys and signatures)
 #   deps.sh [test]  the demo's, and the test peers and tools: GoogleTest,
 #                   nginx, tinyproxy, curl, strace, xmllint, systemd-analyze,
-#                   logrotate, clang for the fuzz targets, dpkg-dev and
-#                   lintian for the package test (the benchmarks need
-#                   nothing more)
+#                   logrotate, clang for the fuzz targets, clang-format for
+#                   the style check, dpkg-dev and lintian for the package
+#                   test (the benchmarks need nothing more)
 #
 # Services that come with a package installed here (nginx, tinyproxy) are
 # stopped and disabled at once: the tests start their own on ephemeral ports,
@@ -27,7 +27,7 @@ test=(
   nginx tinyproxy curl strace
   libxml2-utils
   systemd logrotate dpkg-dev lintian
-  clang libclang-rt-14-dev
+  clang clang-format libclang-rt-14-dev
 )
 services=(nginx tinyproxy)
 

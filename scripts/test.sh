@@ -9,6 +9,12 @@ jobs="$(nproc)"
 
 bash "$root/scripts/deps.sh" test
 
+# The C++ sources keep the project's .clang-format: a file that differs fails
+# the run before anything is built.
+echo "=== format check ==="
+(cd "$root" && find modules tools tests bench -name '*.cpp' -o -name '*.h' | sort |
+  xargs clang-format --dry-run --Werror)
+
 run_build() {
   local name="$1"; shift
   local dir="$root/build/$name"
