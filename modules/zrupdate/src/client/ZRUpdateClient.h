@@ -9,6 +9,7 @@
 #include "store/ZRServer.h"
 
 class HttpConnection;
+class HttpRequest;
 class ZRPackageCheck;
 class NetSettings;
 class OutputStream;
@@ -101,6 +102,10 @@ private:
     // Makes the package's folder, downloads the package into it and checks
     // its digest; true when it is ready for installation.
     bool fetchPackage(ZRPackageInfo& package, const ZRPackageFolder& folder, ZRPackageCheck& check);
+    // The download request of `url` from `host`: its URL and the session,
+    // MAC and product headers (no Range).
+    void buildDownloadRequest(HttpRequest& request, const NetSettings& settings, const String& host,
+                              long productId, const String& url, const String& sessionId);
     // Whether one of the first `before` packages was made ready in `path`.
     bool holdsReadyPackage(const String& path, int before) const;
 

@@ -106,6 +106,56 @@ long copyBody(InputStream* in, FileOutputStream& out, long held, long limit,
     return held;
 }
 
+// What an answer to a download request lets the download do.
+enum class DownloadAnswer {
+    WholeFile,  // 200 with the package's length: written from the first byte
+    Rest,       // 206 with exactly the rest of the saved part
+    BadRange,   // 206 with anything else: the saved part cannot be completed
+    Refused,    // any other answer: the next server is asked
+};
+
+DownloadAnswer checkAnswer(HttpResponse& answer, const String& name, long held, long size) {
+    int status = answer.getStatus();
+    long length = answer.getContentLength();
+    if (status == 206 && held > 0) {
+        ZRClientLog::info("enter partial download!!!");
+        // Only the rest of this very file may be appended: a range that
+        // starts or ends elsewhere would corrupt it.
+        String contentRange;
+        answer.getHeader().get("Content-Range", contentRange);
+        if (length + held == size && rangeIsRest(contentRange, held, size)) {
+            return DownloadAnswer::Rest;
+        }
+        ZRClientLog::debug("ZRUpdate: invalid file length in response");
+        return DownloadAnswer::BadRange;
+    }
+    if (status == 200) {
+        if (length == size) return DownloadAnswer::WholeFile;
+        ZRClientLog::debug("ZRUpdate: invalid file length in response");
+        return DownloadAnswer::Refused;
+    }
+    ZRClientLog::info("Download '" + name + (status == 401 ? "' unauthorized" : "' not found"));
+    ZRClientLog::debug(
+        String("Download '").append(name).append("' failed with code ").append(status));
+    return DownloadAnswer::Refused;
+}
+
+// Writes the body into `localFile` from byte `start` on, with the progress
+// reports, and feeds every byte of the file to `check`: a resumed file is
+// digested from its first byte, the part kept read back (in pieces) before
+// the rest is appended. Throws when the body ends before the file is whole.
+void receiveFile(HttpResponse& answer, long productId, const String& name, const String& localFile,
+                 long start, long size, ZRPackageCheck& check) {
+    check.restart();
+    if (start > 0) check.addFile(localFile, start);
+    ZRDownloadProgress progress(productId, name, size, start);
+    FileOutputStream out(localFile.c_str(), start > 0 ? 1 : 0);
+    long received = copyBody(answer.getInputStream(), out, start, size - start, progress, check);
+    progress.finish();
+    out.close();
+    if (received != size) ZR_THROW(IOException, "file size is incorrect", "ZRUpdateClientDownload");
+}
+
 }  // namespace
 
 int ZRUpdateClient::downloadPackages() {
@@ -236,7 +286,6 @@ bool ZRUpdateClient::downloadFile(long productId, const String& name, const Stri
         return false;
     }
     bool usingProxy = settings.isUsingProxy.equalsIgnoreCase("1");
-    bool plain = settings.type.equalsIgnoreCase("http") || httpDownload == 1;
     const Vector<ZRServer> list(serverList(settings));
     ZRPartialDownload partial(productId, url, localFile, size);
     for (int i = 0; i < list.size(); i++) {
@@ -251,28 +300,13 @@ bool ZRUpdateClient::downloadFile(long productId, const String& name, const Stri
         if (!connection) continue;
         connection->setKeepAlive(false);
         connection->setMinimumRate(1024);  // a slow but live link may take many time-outs
-        long held = 0;
         bool answered = false;
         try {
             HttpRequest request;
-            String target = url.startsWith("http") ? url
-                                                   : String(plain ? "http" : "https") + "://" +
-                                                         host + "/zr-download?path=" + url;
-            request.setURL(URL(target));
-            HttpHeader& header = request.getHeader();
-            header.add("X-ZR-Content-Compression", "deflate");
-            header.add("X-ZR-Update-MAC", settings.mac);
-            header.add("X-ZR-Update-SessionID", sessionId);
-            long headerId = productId;
-            String version, serialNo;
-            if (getProductHeaders(headerId, version, serialNo)) {
-                header.add("X-ZR-Update-ProductId", headerId);
-                header.add("X-ZR-Update-ProductVersion", version);
-                header.add("X-ZR-Update-SerialNo", serialNo);
-            }
-            held = partial.resume();
-            if (held > 0) header.add("Range", String("bytes=").append(held).append("-"));
-
+            buildDownloadRequest(request, settings, host, productId, url, sessionId);
+            long held = partial.resume();
+            if (held > 0)
+                request.getHeader().add("Range", String("bytes=").append(held).append("-"));
             HttpResponse answer;
             if (!connection->send(request, answer)) {
                 if (held > 0) partial.keep();
@@ -282,53 +316,22 @@ bool ZRUpdateClient::downloadFile(long productId, const String& name, const Stri
             ZRClientLog::debug(request.toString());
             ZRClientLog::debug(answer.toString());
             lastStatus = answer.getStatus();
-            long length = answer.getContentLength();
-            long start = 0;
-            if (lastStatus == 206 && held > 0) {
-                ZRClientLog::info("enter partial download!!!");
-                // Only the rest of this very file may be appended: a range
-                // that starts or ends elsewhere would corrupt it.
-                String contentRange;
-                answer.getHeader().get("Content-Range", contentRange);
-                if (length + held != size || !rangeIsRest(contentRange, held, size)) {
-                    ZRClientLog::debug("ZRUpdate: invalid file length in response");
-                    // Kept again, the part would be offered to the same
-                    // refusal on every later run: the next one starts over.
-                    partial.discard();
-                    continue;
-                }
-                start = held;
-            } else if (lastStatus == 200) {
-                if (length != size) {
-                    ZRClientLog::debug("ZRUpdate: invalid file length in response");
-                    if (held > 0) partial.keep();
-                    continue;
-                }
-                // A server that ignores the range sends the whole file: the
-                // part held is dropped (the file is truncated on opening).
-            } else {
-                ZRClientLog::info("Download '" + name +
-                                  (lastStatus == 401 ? "' unauthorized" : "' not found"));
-                ZRClientLog::debug(String("Download '")
-                                       .append(name)
-                                       .append("' failed with code ")
-                                       .append(lastStatus));
+            DownloadAnswer verdict = checkAnswer(answer, name, held, size);
+            if (verdict == DownloadAnswer::BadRange) {
+                // Kept again, the part would be offered to the same refusal
+                // on every later run: the next one starts over.
+                partial.discard();
+                continue;
+            }
+            if (verdict == DownloadAnswer::Refused) {
                 if (held > 0) partial.keep();
                 continue;
             }
-            // A resumed file is digested from its first byte: the part kept
-            // is read back (in pieces) before the rest is appended.
-            check.restart();
-            if (start > 0) check.addFile(localFile, start);
-            ZRDownloadProgress progress(productId, name, size, start);
-            FileOutputStream out(localFile.c_str(), start > 0 ? 1 : 0);
-            long received =
-                copyBody(answer.getInputStream(), out, start, size - start, progress, check);
-            progress.finish();
-            out.close();
+            // A server that ignores the range sends the whole file: the part
+            // held is dropped (the file is truncated on opening).
+            long start = verdict == DownloadAnswer::Rest ? held : 0;
+            receiveFile(answer, productId, name, localFile, start, size, check);
             connection->close();
-            if (received != size)
-                ZR_THROW(IOException, "file size is incorrect", "ZRUpdateClientDownload");
             return true;
         } catch (Exception& e) {
             connection->close();
@@ -342,6 +345,27 @@ bool ZRUpdateClient::downloadFile(long productId, const String& name, const Stri
         }
     }
     return false;
+}
+
+void ZRUpdateClient::buildDownloadRequest(HttpRequest& request, const NetSettings& settings,
+                                          const String& host, long productId, const String& url,
+                                          const String& sessionId) {
+    bool plain = settings.type.equalsIgnoreCase("http") || httpDownload == 1;
+    String target = url.startsWith("http") ? url
+                                           : String(plain ? "http" : "https") + "://" + host +
+                                                 "/zr-download?path=" + url;
+    request.setURL(URL(target));
+    HttpHeader& header = request.getHeader();
+    header.add("X-ZR-Content-Compression", "deflate");
+    header.add("X-ZR-Update-MAC", settings.mac);
+    header.add("X-ZR-Update-SessionID", sessionId);
+    long headerId = productId;
+    String version, serialNo;
+    if (getProductHeaders(headerId, version, serialNo)) {
+        header.add("X-ZR-Update-ProductId", headerId);
+        header.add("X-ZR-Update-ProductVersion", version);
+        header.add("X-ZR-Update-SerialNo", serialNo);
+    }
 }
 
 bool ZRUpdateClient::getProductHeaders(long& productId, String& version, String& serialNo) {
