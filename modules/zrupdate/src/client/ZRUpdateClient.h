@@ -13,7 +13,7 @@ class HttpRequest;
 class ZRPackageCheck;
 class NetSettings;
 class OutputStream;
-class ZRPackageFolder;
+class ZRDownloadFolder;
 
 // The client side of the update protocol. One object serves one update run
 // or one ping: it posts the inventory to the update servers in turn,
@@ -101,7 +101,8 @@ private:
     bool saveRedirectServers();
     // Makes the package's folder, downloads the package into it and checks
     // its digest; true when it is ready for installation.
-    bool fetchPackage(ZRPackageInfo& package, const ZRPackageFolder& folder, ZRPackageCheck& check);
+    bool fetchPackage(ZRPackageInfo& package, const ZRDownloadFolder& folder,
+                      ZRPackageCheck& check);
     // The download request of `url` from `host`: its URL and the session,
     // MAC and product headers (no Range).
     void buildDownloadRequest(HttpRequest& request, const NetSettings& settings, const String& host,

@@ -7,9 +7,9 @@
 #include "Utils.h"
 #include "client/ZRBackgroundCheck.h"
 #include "client/ZRClientLog.h"
+#include "client/ZRDownloadFolder.h"
 #include "client/ZRDownloadProgress.h"
 #include "client/ZRPackageCheck.h"
-#include "client/ZRPackageFolder.h"
 #include "client/ZRPartialDownload.h"
 #include "client/ZRResponseBody.h"
 #include "client/ZRUpdateClient.h"
@@ -172,7 +172,7 @@ int ZRUpdateClient::downloadPackages() {
             ZRClientLog::info("EC_ZRUPDATE_DELAY_PACKAGE");
             continue;
         }
-        ZRPackageFolder folder(workDir, package.product.id, package.version.version, package.url);
+        ZRDownloadFolder folder(workDir, package.product.id, package.version.version, package.url);
         if (!folder.isUsable()) {
             ZRClientLog::failure("ZRUpdate: downloading file failed: " + package.url,
                                  "EC_ZRUPDATE_UPDATE_ERROR");
@@ -212,7 +212,7 @@ bool ZRUpdateClient::holdsReadyPackage(const String& path, int before) const {
     return false;
 }
 
-bool ZRUpdateClient::fetchPackage(ZRPackageInfo& package, const ZRPackageFolder& folder,
+bool ZRUpdateClient::fetchPackage(ZRPackageInfo& package, const ZRDownloadFolder& folder,
                                   ZRPackageCheck& check) {
     if (!folder.prepare()) {
         ZRClientLog::debug("ZRUpdate: cannot create download path: " + folder.getPath());

@@ -1,5 +1,5 @@
-#ifndef ZR_PACKAGE_FOLDER_H
-#define ZR_PACKAGE_FOLDER_H
+#ifndef ZR_DOWNLOAD_FOLDER_H
+#define ZR_DOWNLOAD_FOLDER_H
 
 #include "String.h"
 
@@ -8,10 +8,10 @@
 // last part of the package's URL. Both names come from the server, so they
 // are checked before anything is made: each must be one plain entry of its
 // folder.
-class ZRPackageFolder {
+class ZRDownloadFolder {
 public:
-    ZRPackageFolder(const String& workDir, long productId, const String& version,
-                    const String& url);
+    ZRDownloadFolder(const String& workDir, long productId, const String& version,
+                     const String& url);
 
     // False when the offer names no usable folder or file: an empty name,
     // "." or "..", or a version that holds a "/".

@@ -5,24 +5,25 @@
 #include <gtest/gtest.h>
 
 #include "../../common/tests/TestScratch.h"
-#include "client/ZRPackageFolder.h"
+#include "client/ZRDownloadFolder.h"
 
-TEST(PackageFolderTest, NamesFromTheOffer) {
-    ZRPackageFolder folder("/w", 7, "2.5.0.0", "http://h/dir/p.zip");
+TEST(DownloadFolderTest, NamesFromTheOffer) {
+    ZRDownloadFolder folder("/w", 7, "2.5.0.0", "http://h/dir/p.zip");
     EXPECT_TRUE(folder.isUsable());
     EXPECT_STREQ("/w/7/2_5_0_0", folder.getPath().c_str());
     EXPECT_STREQ("/w/7/2_5_0_0/p.zip", folder.getLocalFile().c_str());
-    EXPECT_STREQ("p.zip", ZRPackageFolder("/w", 7, "1", "p.zip").getFileName().c_str());
+    EXPECT_STREQ("p.zip", ZRDownloadFolder("/w", 7, "1", "p.zip").getFileName().c_str());
     // No file name, or one that leaves the folder; a version that is no
     // single folder name.
     const char* urls[] = {"", "/", "http://h/dir/", ".", "..", "http://h/..", "a/."};
-    for (const char* url : urls) EXPECT_FALSE(ZRPackageFolder("/w", 7, "1", url).isUsable()) << url;
+    for (const char* url : urls)
+        EXPECT_FALSE(ZRDownloadFolder("/w", 7, "1", url).isUsable()) << url;
     for (const char* version : {"", "1/2", "/"}) {
-        EXPECT_FALSE(ZRPackageFolder("/w", 7, version, "p.zip").isUsable()) << version;
+        EXPECT_FALSE(ZRDownloadFolder("/w", 7, version, "p.zip").isUsable()) << version;
     }
 }
 
-TEST(PackageFolderTest, ALinkAtAFolderNameIsNeverFollowed) {
+TEST(DownloadFolderTest, ALinkAtAFolderNameIsNeverFollowed) {
     ScratchDir scratch;
     std::filesystem::create_directories(scratch / "work");
     std::filesystem::create_directories(scratch / "victim/2_5");
@@ -31,7 +32,7 @@ TEST(PackageFolderTest, ALinkAtAFolderNameIsNeverFollowed) {
     std::filesystem::create_directories(scratch / "work/8");
     std::filesystem::create_directory_symlink(scratch / "victim/2_5", scratch / "work/8/2_5");
     for (long id : {7, 8}) {
-        ZRPackageFolder folder((scratch / "work").c_str(), id, "2.5", "p.zip");
+        ZRDownloadFolder folder((scratch / "work").c_str(), id, "2.5", "p.zip");
         EXPECT_FALSE(folder.prepare()) << id;
         folder.remove();
         EXPECT_EQ("x", readFile(scratch / "victim/2_5/keep")) << id;

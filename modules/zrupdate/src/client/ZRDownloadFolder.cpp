@@ -1,4 +1,4 @@
-#include "client/ZRPackageFolder.h"
+#include "client/ZRDownloadFolder.h"
 
 #include <sys/stat.h>
 
@@ -33,8 +33,8 @@ bool isOtherThanFolder(const String& path) {
 
 }  // namespace
 
-ZRPackageFolder::ZRPackageFolder(const String& workDir, long productId, const String& version,
-                                 const String& url)
+ZRDownloadFolder::ZRDownloadFolder(const String& workDir, long productId, const String& version,
+                                   const String& url)
     : productPath(workDir + "/" + String().append(productId)), fileName(lastPart(url)) {
     String name(version);
     name.replace('.', '_');
@@ -42,11 +42,11 @@ ZRPackageFolder::ZRPackageFolder(const String& workDir, long productId, const St
     usableVersion = !name.isEmpty() && name.indexOf('/') < 0;
 }
 
-bool ZRPackageFolder::isUsable() const {
+bool ZRDownloadFolder::isUsable() const {
     return usableVersion && isPlainName(fileName);
 }
 
-bool ZRPackageFolder::prepare() const {
+bool ZRDownloadFolder::prepare() const {
     File folder(path);
     if (isOtherThanFolder(productPath) || isOtherThanFolder(path)) return false;
     if (!folder.mkdirs() || !isRealFolder(path)) return false;
@@ -58,7 +58,7 @@ bool ZRPackageFolder::prepare() const {
     return true;
 }
 
-void ZRPackageFolder::remove() const {
+void ZRDownloadFolder::remove() const {
     if (!isRealFolder(productPath)) return;
     SafeOpen::removeTree(path.c_str());
     // Only an empty product folder goes: another package of the same
