@@ -62,6 +62,10 @@ TEST(UpdateClientTest, FailureSummariesForThePerson) {
          "an update server refused the request (HTTP 403)"},
         {"ZRUpdate: read server settings failed", "EC_ZRUPDATE_BAD_CONFIG",
          "read server settings failed"},
+        // Nothing after the part that is cut off: an empty rest, no throw.
+        {"ZRUpdate: ", "EC_ZRUPDATE_UPDATE_ERROR", ""},
+        {"ZRUpdate: http response: ", "EC_ZRUPDATE_UPDATE_ERROR",
+         "an update server refused the request (HTTP )"},
     };
     for (const auto& c : cases) {
         EXPECT_STREQ(c.summary, ZRClientLog::summary(String(c.message), c.code).c_str())

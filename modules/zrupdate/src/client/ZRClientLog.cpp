@@ -10,6 +10,12 @@ bool isCertificateFailure(const String& text) {
     return text.indexOfIgnoreCase("certificate") >= 0;
 }
 
+// The text from `from` on; empty when nothing follows (the library's
+// substring refuses a start at the very end).
+String textAfter(const String& text, int from) {
+    return from < text.length() ? text.substring(from) : String();
+}
+
 }  // namespace
 
 namespace ZRClientLog {
@@ -41,9 +47,9 @@ String summary(const String& message, const char* code) {
     int status = message.indexOf("http response: ");
     if (status >= 0) {
         String text("an update server refused the request (HTTP ");
-        return text.append(message.substring(status + 15)).append(")");
+        return text.append(textAfter(message, status + 15)).append(")");
     }
-    return message.startsWith("ZRUpdate: ") ? message.substring(10) : message;
+    return message.startsWith("ZRUpdate: ") ? textAfter(message, 10) : message;
 }
 
 const char* socketCode(const String& text, bool usingProxy) {
